@@ -1,0 +1,17 @@
+#include "platform/threads.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+void retire(QThread *thread)
+{
+    if (!thread)
+        return;
+    // The deletion needs an event loop that outlives the thread: the main thread's. Connecting
+    // before looking closes the gap between the two; a second deleteLater is harmless.
+    if (QCoreApplication::instance() && thread->thread() == QThread::currentThread())
+        thread->moveToThread(QCoreApplication::instance()->thread());
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    if (thread->isFinished() || !thread->isRunning())
+        thread->deleteLater();
+}

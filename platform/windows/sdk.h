@@ -1,0 +1,16 @@
+// The Windows SDK headers that the audio vocabulary stands in.
+#pragma once
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+
+// clang-format off
+#include <windows.h>
+#include <initguid.h>
+#include <mmdeviceapi.h>
+#include <audioclient.h>
+#include <endpointvolume.h>
+#include <functiondiscoverykeys_devpkey.h>
+#include <propvarutil.h>
+// clang-format on

@@ -1,0 +1,129 @@
+#!/usr/bin/env bash
+# Runs a command inside a private PipeWire server, and ends everything with it.
+#
+#   scripts/private-server.sh [--bare] COMMAND [ARGUMENT...]
+#
+# The server has two outputs, "Speakers" (the default) and "Headset", and one input,
+# "Real microphone"; with --bare it has no endpoints at all. All state stands in a private
+# directory: XDG_RUNTIME_DIR, XDG_DATA_HOME, XDG_STATE_HOME, XDG_CONFIG_HOME, HOME and TMPDIR
+# point there. The exit code is the command's own; 125 says that the server did not come up.
+#
+# For tests that kill and restart the server, PRIVATE_SERVER_DIR names the directory; the
+# processes' IDs stand in its files pipewire.pid, wireplumber.pid and pipewire-pulse.pid, and
+# "scripts/private-server.sh --start [bare]" and "--stop" run the daemons in that environment
+# again. PRIVATE_SERVER_KEEP=1 keeps the directory with the daemons' logs.
+set -u
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+
+start_daemon() { # NAME
+    "$1" >>"$PRIVATE_SERVER_DIR/$1.log" 2>&1 </dev/null &
+    echo $! >"$PRIVATE_SERVER_DIR/$1.pid"
+}
+
+stop_daemon() { # NAME
+    local file="$PRIVATE_SERVER_DIR/$1.pid" pid
+    [ -f "$file" ] || return 0
+    pid=$(cat "$file")
+    rm -f "$file"
+    kill "$pid" 2>/dev/null || return 0
+    for _ in $(seq 50); do
+        kill -0 "$pid" 2>/dev/null || return 0
+        sleep 0.1
+    done
+    kill -KILL "$pid" 2>/dev/null
+}
+
+# await COMMAND...: tries it for ten seconds.
+await() {
+    for _ in $(seq 200); do
+        "$@" >/dev/null 2>&1 && return 0
+        sleep 0.05
+    done
+    echo "private-server: gave up waiting for: $*" >&2
+    return 1
+}
+
+has_endpoints() {
+    pactl list short sinks | grep -q speakers && pactl list short sinks | grep -q headset &&
+        pactl list short sources | grep -q real_microphone
+}
+
+start_server() { # bare|full
+    start_daemon pipewire
+    await test -S "$XDG_RUNTIME_DIR/pipewire-0" || return 1
+    start_daemon wireplumber
+    start_daemon pipewire-pulse
+    await pactl info || return 1
+    [ "$1" = bare ] && return 0
+    pactl load-module module-null-sink sink_name=speakers \
+        sink_properties=device.description=Speakers >/dev/null || return 1
+    pactl load-module module-null-sink sink_name=headset \
+        sink_properties=device.description=Headset >/dev/null || return 1
+    pactl load-module module-null-sink sink_name=real_microphone media.class=Audio/Source/Virtual \
+        sink_properties='device.description="Real microphone"' >/dev/null || return 1
+    await has_endpoints || return 1
+    pactl set-default-sink speakers && pactl set-default-source real_microphone
+}
+
+stop_server() {
+    stop_daemon pipewire-pulse
+    stop_daemon wireplumber
+    stop_daemon pipewire
+}
+
+inside() { # bare|full COMMAND...
+    local kind=$1 code
+    shift
+    trap stop_server EXIT
+    trap 'exit 130' INT
+    trap 'exit 143' TERM
+    start_server "$kind" || exit 125
+    TMPDIR=$PRIVATE_SERVER_DIR/tmp "$@"
+    code=$?
+    exit $code
+}
+
+kind=full
+case "${1:-}" in
+--start)
+    start_server "${2:-full}"
+    exit
+    ;;
+--stop)
+    stop_server
+    exit
+    ;;
+--inside)
+    shift
+    inside "$@"
+    ;;
+--bare)
+    kind=bare
+    shift
+    ;;
+esac
+if [ $# -eq 0 ]; then
+    sed -n '2,14s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
+    exit 2
+fi
+
+PRIVATE_SERVER_DIR=$(mktemp -d "${TMPDIR:-/tmp}/private-server-XXXXXX") || exit 125
+export PRIVATE_SERVER_DIR
+for folder in run data state config home tmp; do
+    mkdir -m 700 "$PRIVATE_SERVER_DIR/$folder"
+done
+export XDG_RUNTIME_DIR=$PRIVATE_SERVER_DIR/run
+export XDG_DATA_HOME=$PRIVATE_SERVER_DIR/data
+export XDG_STATE_HOME=$PRIVATE_SERVER_DIR/state
+export XDG_CONFIG_HOME=$PRIVATE_SERVER_DIR/config
+export HOME=$PRIVATE_SERVER_DIR/home
+unset DBUS_SESSION_BUS_ADDRESS PIPEWIRE_REMOTE PIPEWIRE_RUNTIME_DIR PULSE_SERVER PULSE_RUNTIME_PATH
+dbus-run-session -- "$here/private-server.sh" --inside "$kind" "$@"
+code=$?
+if [ "${PRIVATE_SERVER_KEEP:-0}" = 1 ]; then
+    echo "private-server: kept $PRIVATE_SERVER_DIR" >&2
+else
+    rm -rf "$PRIVATE_SERVER_DIR"
+fi
+exit $code

@@ -7,6 +7,13 @@ QString Channel::fullName() const
     return shortName + QLatin1StringView(" (") + adapterName + QLatin1Char(')');
 }
 
+QString deviceFilePath(int driverIndex, QLatin1StringView fileSuffix)
+{
+    return QStringLiteral("\\??\\ROOT#MEDIA#%1#{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\")
+               .arg(driverIndex, 4, 16, QLatin1Char('0')) +
+           fileSuffix;
+}
+
 namespace
 {
 template <typename Predicate>

@@ -38,6 +38,10 @@ inline constexpr std::array<Channel, 9> channels{{
     // clang-format on
 }};
 
+/// The path of a channel's device file. `driverIndex` is 0 to 65535; it stands in the path as four
+/// lower-case hexadecimal digits.
+[[nodiscard]] QString deviceFilePath(int driverIndex, QLatin1StringView fileSuffix);
+
 /// The row of a type; null for the types that name no channel.
 [[nodiscard]] const Channel *channelOfType(tavoriDeviceType type);
 /// The row with this full name, compared exactly; null if there is none.

@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Builds and runs every check: unit and system tests, both sanitizers, a short fuzz run, the
+# compile check for Windows, and the style of the sources. Can be run again at no cost.
+#
+#   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows style
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+
+checks=("$@")
+[ ${#checks[@]} -gt 0 ] || checks=(release asan tsan windows style)
+
+# Compilations are shared between clones, wherever they stand.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+
+step() { printf '\n==> %s\n' "$*"; }
+
+build() { # PRESET
+    step "Building: $1"
+    cmake --preset "$1"
+    cmake --build --preset "$1" --parallel "$(nproc)"
+}
+
+tests() { # PRESET [CTEST ARGUMENT...]
+    local preset=$1
+    shift
+    step "Testing: $preset"
+    ctest --test-dir "build/$preset" --output-on-failure --parallel 2 "$@"
+}
+
+scripts/setup.sh build run test
+
+for check in "${checks[@]}"; do
+    case $check in
+    release)
+        build release
+        tests release
+        ;;
+    asan | tsan)
+        build "$check"
+        tests "$check"
+        ;;
+    windows) build windows-check ;;
+    style)
+        step "Checking the sources' style"
+        scripts/check-style.sh
+        ;;
+    *)
+        echo "test.sh: unknown check '$check'" >&2
+        exit 2
+        ;;
+    esac
+done
+step "All checks passed: ${checks[*]}"

@@ -1,0 +1,75 @@
+#include "app/logger.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QMutexLocker>
+#include <QStringConverter>
+#include <QTextStream>
+
+namespace
+{
+
+constexpr unsigned long stopBoundMs = 100;
+
+} // namespace
+
+Logger::Logger() : logThread(std::make_unique<QThread>())
+{
+    moveToThread(logThread.get());
+    logThread->start(QThread::InheritPriority);
+}
+
+Logger::~Logger()
+{
+    // The thread works on this object: whoever destroys it regardless must wait for that.
+    if (!stop())
+        logThread->wait();
+}
+
+int Logger::openFile(const QString &path)
+{
+    const QMutexLocker locker(&mutex);
+    if (stopped)
+        return -1;
+    if (file.fileName() == path)
+        return 0;
+    if (file.isOpen()) {
+        file.flush();
+        file.close();
+    }
+    file.setFileName(path);
+    if (!file.open(QIODevice::ReadWrite))
+        return -2;
+    file.resize(0);
+    return 0;
+}
+
+bool Logger::isOpen()
+{
+    const QMutexLocker locker(&mutex);
+    return file.isOpen();
+}
+
+bool Logger::stop()
+{
+    {
+        const QMutexLocker locker(&mutex);
+        stopped = true;
+    }
+    // A long queue of lines that are lost anyway must not use the bound up.
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+    logThread->quit();
+    return logThread->wait(stopBoundMs);
+}
+
+void Logger::logMessage(QString message)
+{
+    const QMutexLocker locker(&mutex);
+    if (stopped || !file.isOpen())
+        return;
+    QTextStream stream(&file);
+    stream.setEncoding(QStringConverter::Utf8);
+    stream << message;
+    stream.flush();
+    file.flush();
+}

@@ -1,0 +1,40 @@
+// The log file and the thread that writes it.
+#pragma once
+
+#include <QFile>
+#include <QMutex>
+#include <QObject>
+#include <QThread>
+
+#include <memory>
+
+/// Owns the log file and writes it on a thread of its own, so that nobody who logs waits for
+/// the disk. The public functions may be called from any thread.
+class Logger : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Moves itself to its thread and starts that.
+    Logger();
+    ~Logger() override;
+
+    /// Opens the file and empties it: 0 done (also when it was the current path already),
+    /// -1 the logger is stopped, -2 the file cannot be opened.
+    int openFile(const QString &path);
+    [[nodiscard]] bool isOpen();
+
+    /// Ends the writing: lines that are still queued are lost. False when the thread could not
+    /// be ended within its bound; the object must then stay, since the thread still uses it.
+    [[nodiscard]] bool stop();
+
+public slots:
+    /// Writes one line and flushes it. Runs on the log thread; invoked by its name.
+    void logMessage(QString message);
+
+private:
+    std::unique_ptr<QThread> logThread;
+    bool stopped = false;
+    QMutex mutex; ///< Guards `stopped` and `file`.
+    QFile file;
+};

@@ -1,0 +1,135 @@
+#include "app/messagehandler.h"
+
+#include "app/logger.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QMetaObject>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QSettings>
+#include <QStandardPaths>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <memory>
+
+namespace
+{
+
+std::atomic<bool> logGate{false};
+
+// In this order, so that they outlive the logger: messages may still come while it goes.
+QMutex handlerMutex;
+QString logFilePath;
+bool logFileOpen = false;
+
+constexpr qint32 logoIndex = 1;
+constexpr qint32 logoCount = 30;
+
+constexpr std::array<QLatin1StringView, 4> droppedTexts{
+    QLatin1StringView("libpng warning: iCCP: known incorrect sRGB profile"),
+    QLatin1StringView("libpng warning: profile matches sRGB but writing iCCP instead"),
+    QLatin1StringView("libpng warning: known incorrect sRGB profile"),
+    QLatin1StringView("Critical: WebSocket is already in CLOSING or CLOSED state."),
+};
+
+/// Holds the one Logger from before main to static destruction.
+struct LoggerOwner
+{
+    std::unique_ptr<Logger> logger = std::make_unique<Logger>();
+
+    ~LoggerOwner()
+    {
+        {
+            const QMutexLocker locker(&handlerMutex);
+            logGate.store(false, std::memory_order_relaxed);
+        }
+        // A thread that would not end within its bound keeps what it works on: the process is
+        // about to end, and taking the object away from under it would be worse.
+        if (!logger->stop())
+            static_cast<void>(logger.release());
+    }
+};
+
+LoggerOwner loggerOwner;
+
+QLatin1StringView levelWord(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return QLatin1StringView("Debug:");
+    case QtWarningMsg:
+        return QLatin1StringView("Warning:");
+    case QtCriticalMsg:
+        return QLatin1StringView("Critical:");
+    case QtFatalMsg:
+        return QLatin1StringView("Fatal:");
+    case QtInfoMsg:
+        return QLatin1StringView("Info:");
+    }
+    return QLatin1StringView("");
+}
+
+/// A directory of the application's data, made if it is missing, with a trailing separator.
+QString ensureDataDirectory(QLatin1StringView name)
+{
+    const QString path =
+        QDir::toNativeSeparators(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
+                                 QDir::separator() + name + QDir::separator());
+    if (!QFile::exists(path))
+        QDir().mkdir(path);
+    return path;
+}
+
+void updateCache()
+{
+    const qint32 next = logoIndex + 1;
+    QSettings cache(ensureDataDirectory(QLatin1StringView("data")) + "cache.ini",
+                    QSettings::IniFormat);
+    cache.setValue("Logo/index", next > logoCount ? 1 : next);
+}
+
+/// Opens the log once: a file that cannot be opened stays closed to the process's end.
+void openLogOnce(Logger &logger)
+{
+    if (!logFilePath.isEmpty())
+        return;
+    const QString directory = ensureDataDirectory(QLatin1StringView("logs"));
+    const QString stamp = QDateTime::currentDateTime().toString("yyyy-MM-dd-hh-mm-ss");
+    logFilePath = directory + "log-" + stamp + ".txt";
+    // Remembered here, because asking the logger for each line would wait for its disk.
+    logFileOpen = logger.openFile(logFilePath) == 0;
+    updateCache();
+}
+
+QString formLine(QtMsgType type, const QString &message)
+{
+    const QString stamp = QDateTime::currentDateTime().toString("yyyy-MM-dd hh:mm:ss");
+    return "[" + stamp + "] " + levelWord(type) + " " + message + "\r\n";
+}
+
+} // namespace
+
+void messageHandler(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    // Held to the end, so that lines are queued in the order in which they were formed.
+    const QMutexLocker locker(&handlerMutex);
+    if (!logGate.load(std::memory_order_relaxed))
+        return;
+    Logger &logger = *loggerOwner.logger;
+    openLogOnce(logger);
+    if (!logFileOpen)
+        return;
+    if (std::find(droppedTexts.begin(), droppedTexts.end(), message) != droppedTexts.end())
+        return;
+    QMetaObject::invokeMethod(&logger, "logMessage", Qt::QueuedConnection,
+                              Q_ARG(QString, formLine(type, message)));
+}
+
+void openLogGate()
+{
+    logGate.store(true, std::memory_order_relaxed);
+}

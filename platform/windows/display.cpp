@@ -1,0 +1,6 @@
+#include "platform/display.h"
+
+void preparePlatformDisplay()
+{
+    // A Windows session always has a desktop.
+}

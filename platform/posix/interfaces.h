@@ -1,0 +1,37 @@
+// What QueryInterface has to know about each interface: its ID and the interface it extends.
+#pragma once
+
+#include "platform/coreaudio.h"
+#include "platform/policyconfig.h"
+
+namespace posix
+{
+
+template <const IID &Id, typename BaseInterface = IUnknown>
+struct InterfaceTraits
+{
+    static constexpr const IID &id = Id;
+    using Base = BaseInterface;
+};
+
+/// Specialised for every interface that an object of a platform offers.
+template <typename Interface>
+struct InterfaceInfo;
+
+// clang-format off
+template <> struct InterfaceInfo<IAudioCaptureClient> : InterfaceTraits<IID_IAudioCaptureClient> {};
+template <> struct InterfaceInfo<IAudioClient> : InterfaceTraits<IID_IAudioClient> {};
+template <> struct InterfaceInfo<IAudioClient3> : InterfaceTraits<IID_IAudioClient3, IAudioClient> {};
+template <> struct InterfaceInfo<IAudioEndpointVolume> : InterfaceTraits<IID_IAudioEndpointVolume> {};
+template <> struct InterfaceInfo<IAudioEndpointVolumeCallback> : InterfaceTraits<IID_IAudioEndpointVolumeCallback> {};
+template <> struct InterfaceInfo<IAudioRenderClient> : InterfaceTraits<IID_IAudioRenderClient> {};
+template <> struct InterfaceInfo<IMMDevice> : InterfaceTraits<IID_IMMDevice> {};
+template <> struct InterfaceInfo<IMMDeviceCollection> : InterfaceTraits<IID_IMMDeviceCollection> {};
+template <> struct InterfaceInfo<IMMDeviceEnumerator> : InterfaceTraits<IID_IMMDeviceEnumerator> {};
+template <> struct InterfaceInfo<IMMNotificationClient> : InterfaceTraits<IID_IMMNotificationClient> {};
+template <> struct InterfaceInfo<IPolicyConfig> : InterfaceTraits<IID_IPolicyConfig> {};
+template <> struct InterfaceInfo<IPolicyConfigVista> : InterfaceTraits<IID_IPolicyConfigVista> {};
+template <> struct InterfaceInfo<IPropertyStore> : InterfaceTraits<IID_IPropertyStore> {};
+// clang-format on
+
+} // namespace posix

@@ -1,0 +1,12 @@
+// The last error of each thread.
+#pragma once
+
+#include "platform/vocabulary/basetypes.h"
+
+namespace posix
+{
+
+[[nodiscard]] DWORD lastError();
+void setLastError(DWORD error);
+
+} // namespace posix

@@ -135,3 +135,5 @@ void WebSocketServer::transmit(const QJsonObject &document)
     client->sendTextMessage(
         QString::fromUtf8(QJsonDocument(document).toJson(QJsonDocument::Compact)));
 }
+
+#include "moc_websocketserver.cpp"

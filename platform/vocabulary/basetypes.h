@@ -24,7 +24,7 @@ using LPCWSTR = const wchar_t *;
 using LPVOID = void *;
 using HRESULT = int32_t;
 using HANDLE = void *;
-using HWND = std::uintptr_t;
+using HWND = struct HWND__ *;
 using REFERENCE_TIME = int64_t; ///< 100 ns units
 
 inline constexpr BOOL FALSE = 0;

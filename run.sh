@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Builds Quorvane, starts it, and shows its main job. Ends with Ctrl-C, leaving nothing running.
+#
+#   ./run.sh [--demo]
+#
+# Where a PipeWire desktop runs, Quorvane joins it, and a tone is played only with --demo.
+# Elsewhere a private server with two outputs and a microphone is started for the occasion.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+
+demo=no
+case "${1:-}" in
+'') ;;
+--demo) demo=yes ;;
+*)
+    sed -n '2,7s/^# \{0,1\}//p' "$0" >&2
+    exit 2
+    ;;
+esac
+
+step() { printf '\n==> %s\n' "$*"; }
+
+scripts/setup.sh build run
+
+step "Building Quorvane"
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+cmake --preset release >/dev/null
+cmake --build --preset release --parallel "$(nproc)" --target Quorvane quorvanectl
+
+if pactl info >/dev/null 2>&1; then
+    step "Using the PipeWire server of this desktop"
+    exec scripts/show-main-job.sh "$demo"
+fi
+step "No sound server runs here: starting a private one"
+exec scripts/private-server.sh scripts/show-main-job.sh yes

@@ -3,10 +3,8 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMutexLocker>
-#include <QSemaphore>
 #include <QStringConverter>
 #include <QTextStream>
-#include <QThread>
 
 namespace
 {
@@ -15,25 +13,7 @@ constexpr unsigned long stopBoundMs = 100;
 
 } // namespace
 
-/// Starts with static initialisation, long before the application object that an event loop of
-/// Qt asks for; so it enters its loop when there is something to do.
-class Logger::LogThread : public QThread
-{
-public:
-    void enterLoop() { loopEntered.release(); }
-
-protected:
-    void run() override
-    {
-        loopEntered.acquire();
-        exec();
-    }
-
-private:
-    QSemaphore loopEntered;
-};
-
-Logger::Logger() : logThread(std::make_unique<LogThread>())
+Logger::Logger() : logThread(std::make_unique<QThread>())
 {
     moveToThread(logThread.get());
     logThread->start(QThread::InheritPriority);
@@ -57,7 +37,6 @@ int Logger::openFile(const QString &path)
         file.flush();
         file.close();
     }
-    logThread->enterLoop();
     file.setFileName(path);
     if (!file.open(QIODevice::ReadWrite))
         return -2;
@@ -80,7 +59,6 @@ bool Logger::stop()
     // A long queue of lines that are lost anyway must not use the bound up.
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     logThread->quit();
-    logThread->enterLoop();
     return logThread->wait(stopBoundMs);
 }
 

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QMutex>
 #include <QObject>
+#include <QThread>
 
 #include <memory>
 
@@ -28,14 +29,11 @@ public:
     [[nodiscard]] bool stop();
 
 public slots:
-    /// Writes one line and flushes it; invoked by its name. Runs on the log thread, whose queue
-    /// is served from the first openFile() on.
+    /// Writes one line and flushes it. Runs on the log thread; invoked by its name.
     void logMessage(QString message);
 
 private:
-    class LogThread;
-
-    std::unique_ptr<LogThread> logThread;
+    std::unique_ptr<QThread> logThread;
     bool stopped = false;
     QMutex mutex; ///< Guards `stopped` and `file`.
     QFile file;

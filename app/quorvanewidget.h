@@ -1,0 +1,206 @@
+// The one object that owns all services and connects commands and notifications to them.
+#pragma once
+
+#include "common/tavoritypes.h"
+#include "platform/coreaudio.h"
+
+#include <QJsonObject>
+#include <QList>
+#include <QMap>
+#include <QPointer>
+#include <QSharedPointer>
+#include <QTimer>
+#include <QWidget>
+
+#include <array>
+#include <memory>
+
+class AudioSessionManager;
+class MemoryCheck;
+class QComboBox;
+class QPushButton;
+class QTextEdit;
+class SystemSoundMonitor;
+class WASAPIAudioPlayer;
+class WASAPIMicrophoneCapturer;
+class WebSocketServer;
+class tavoriInputDevice;
+class tavoriOutputDevice;
+
+/// The controller, and the (hidden) diagnostic window. Everything happens on the main thread.
+/// The constructor brings all services up and starts to listen; nothing in it is fatal.
+/// A service that is missing is a null pointer, and every use of it is skipped.
+class QuorvaneWidget : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit QuorvaneWidget(QWidget *parent = nullptr);
+    ~QuorvaneWidget() override;
+
+public slots:
+    void onAddDevice(tavoriDeviceType deviceType);
+    void onRemoveDevice(tavoriDeviceType deviceType);
+    /// A second instance's arguments arrive here; they are only logged.
+    void restoreWindow(QString arguments);
+    /// Writes one info line to the log.
+    void printfInfo(QString info);
+
+private slots:
+    void startRecord();
+    void stopRecord();
+
+private:
+    using OutputDevicePointer = QSharedPointer<tavoriOutputDevice>;
+    using PlayerPointer = QSharedPointer<WASAPIAudioPlayer>;
+    using CapturerOutputSetter = void (WASAPIMicrophoneCapturer::*)(const PlayerPointer &);
+
+    /// One of the three players that the capturer feeds, with its place at the capturer.
+    struct MicrophoneOutput
+    {
+        PlayerPointer QuorvaneWidget::*player;
+        CapturerOutputSetter attach;
+    };
+    static const std::array<MicrophoneOutput, 3> microphoneOutputs;
+    [[nodiscard]] static PlayerPointer createMicrophonePlayer();
+    /// Runs `function` on each microphone player that plays to the endpoint, detached from the
+    /// capturer meanwhile.
+    template <typename Function>
+    void forEachMicrophoneOutputOn(const QString &id, Function function);
+
+    // Construction and teardown
+    void createChannels();
+    void startServices();
+    void connectCommands();
+    void connectLevelCommands();
+    void connectEndpointEvents();
+    void onQuitApp();
+    void onAboutToQuit();
+    void onAlertTimeout();
+
+    // The fan-outs: Aux, Aux2, Aux3, Browser, Chat, Game, Media, always in this order.
+    static constexpr int outputCount = 7;
+    /// The slot of types 1 to 7; null pointer for any other type.
+    [[nodiscard]] OutputDevicePointer *outputSlot(tavoriDeviceType type);
+    template <typename Function>
+    void forEachOutput(Function function);
+    void connectLog(const tavoriOutputDevice &device);
+
+    // The virtual endpoints
+    [[nodiscard]] static QMap<QString, QJsonObject> scanVirtualEndpoints();
+    [[nodiscard]] QList<QJsonObject> virtualEndpointList() const;
+    [[nodiscard]] QString findVirtualEndpointId(const QString &shortName, bool isCapture) const;
+    [[nodiscard]] static bool isVirtualEndpointName(const QString &name);
+    [[nodiscard]] bool isVirtualEndpointId(const QString &id);
+    bool enableEndpoint(const QString &id);
+    bool disableEndpoint(const QString &id);
+    void enableVirtualEndpoints();
+    void hideVirtualEndpoints();
+
+    // The channels' devices
+    void openDevices();
+    void openDevice(const QString &deviceID, const QString &deviceName, bool isInput);
+    void closeDevices();
+    void openOutputChannel(tavoriDeviceType type, const QString &id, int driverIndex);
+    void openMicrophoneChannel(const QString &captureId, const QString &renderId, int driverIndex);
+    void openStreamChannel(const QString &captureId, int driverIndex);
+
+    // Routing and defaults
+    /// The window that outputs are opened for.
+    [[nodiscard]] HWND nativeWindow() const { return reinterpret_cast<HWND>(winId()); }
+    void onSwitchOutputDevice(tavoriDeviceType deviceType, const QString &deviceName,
+                              const QString &deviceID);
+    void onSetCurrentOutputDevice(const QString &deviceName, const QString &deviceID);
+    void onSetCurrentInputDevice(const QString &deviceName, const QString &deviceID);
+
+    // Levels. `handler` is the name that stands in the log lines.
+    void answerDeviceMute(const char *handler, const QString &deviceName, const QString &deviceID);
+    void answerDeviceVolume(const char *handler, const QString &deviceName,
+                            const QString &deviceID);
+    void orderDeviceMute(const char *handler, const QString &deviceName, const QString &deviceID,
+                         bool isMute);
+    /// How a volume order reaches the monitor, and the verb of its failure line.
+    struct VolumeOrder
+    {
+        bool (SystemSoundMonitor::*absolute)(const QString &, int, bool);
+        bool (SystemSoundMonitor::*relative)(const QString &, unsigned int, bool);
+        const char *verb;
+    };
+    static const VolumeOrder setVolumeOrder;
+    static const VolumeOrder increaseVolumeOrder;
+    static const VolumeOrder decreaseVolumeOrder;
+    void orderDeviceVolume(const char *handler, const VolumeOrder &order, const QString &deviceName,
+                           const QString &deviceID, uint value);
+    void onGetOutputDeviceInfos();
+    void onGetInputDeviceInfos();
+
+    // Events of endpoints and sessions
+    void onDefaultDeviceChanged(const char *handler, const QString &deviceType,
+                                const QString &deviceID);
+    using ArrivalSender = void (WebSocketServer::*)(const QString &, const QString &);
+    void onDeviceArrived(const char *handler, const QString &deviceID, ArrivalSender sender);
+    using DepartureSender = void (WebSocketServer::*)(const QString &);
+    void onDeviceDeparted(const char *handler, const QString &deviceID, DepartureSender sender);
+    void releaseEndpoint(const QString &id);
+    void onPropertyValueChanged(const QString &deviceID);
+    void renewEndpoint(const QString &deviceID);
+    void onDeviceControlChanged(const QString &deviceID, bool muted, int volume);
+    void sendDeviceControlChanged(const QString &name, const QString &deviceID, bool muted,
+                                  int volume);
+    /// Which endpoints may keep a level of their own in Streamer mode.
+    [[nodiscard]] bool keepsOwnLevelInStreamerMode(const QString &name, const QString &deviceID);
+    void onDeviceStateChanged(const QString &deviceID, bool muted, int volume);
+    void forceFullLevel(const QString &deviceID, bool muted, int volume);
+    void applyLevel(QString deviceName, const QString &deviceID, bool muted, int volume);
+    void onGetAudioSessionInfos();
+    void onGetDeviceAudioSessionInfos(const QString &deviceID);
+
+    // The diagnostic window
+    void buildWindow();
+    void printEndpointDeviceNames();
+    void printEndpointList(const QString &title, const QJsonArray &infos,
+                           QMap<QString, QString> &names);
+    void onRecordDeviceSelected(int index);
+    void onRecordClicked();
+
+    QString tempIconsDir;
+    QTextEdit *logView = nullptr;
+    QComboBox *recordDeviceCombo = nullptr;
+    QPushButton *recordButton = nullptr;
+    bool isRecording = false;
+    QMap<QString, QJsonObject> virtualEndpoints;
+    bool controlModeChanging = false;
+    tavoriSoftwareMode controlMode = NormalMode;
+    OutputDevicePointer auxDevice;
+    OutputDevicePointer aux2Device;
+    OutputDevicePointer aux3Device;
+    OutputDevicePointer browserDevice;
+    OutputDevicePointer chatDevice;
+    OutputDevicePointer gameDevice;
+    OutputDevicePointer mediaDevice;
+    QSharedPointer<tavoriInputDevice> microphoneDevice;
+    QSharedPointer<tavoriInputDevice> streamDevice;
+    QSharedPointer<AudioSessionManager> audioSessionManager;
+    QSharedPointer<SystemSoundMonitor> systemSoundMonitor;
+    QSharedPointer<WebSocketServer> webSocketServer;
+    QMap<QString, QString> inputDeviceNames;
+    QMap<QString, QString> outputDeviceNames;
+    std::unique_ptr<WASAPIMicrophoneCapturer> microphoneCapturer;
+    PlayerPointer microphonePlayer;
+    PlayerPointer personalMicrophonePlayer;
+    PlayerPointer streamingMicrophonePlayer;
+    MemoryCheck *memoryCheck = nullptr;
+    QPointer<QTimer> alertTimer;
+    QMetaObject::Connection quitConnection;
+
+    static const std::array<OutputDevicePointer QuorvaneWidget::*, outputCount> outputSlots;
+};
+
+template <typename Function>
+void QuorvaneWidget::forEachOutput(Function function)
+{
+    for (const auto slot : outputSlots) {
+        if (this->*slot)
+            function(*(this->*slot));
+    }
+}

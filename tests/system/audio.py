@@ -1,0 +1,89 @@
+"""Playing tones into sinks and measuring what sounds at others, with the applications of the desktop."""
+import array
+import json
+import math
+import pathlib
+import subprocess
+
+RATE = 48000
+TOOLS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
+
+
+def pactl(*arguments):
+    """Runs pactl and gives its output back."""
+    return subprocess.run(["pactl", *arguments], check=True, capture_output=True, text=True,
+                          timeout=30).stdout
+
+
+def pactl_list(kind):
+    """The server's objects of a kind, as dictionaries."""
+    return json.loads(pactl("-f", "json", "list", kind) or "[]")
+
+
+def sink_named(description):
+    """The node name of the sink with this description; None if there is none."""
+    return next((sink["name"] for sink in pactl_list("sinks")
+                 if sink["description"] == description), None)
+
+
+def load_sink(name, description, **properties):
+    """Loads a null sink and gives its module number back."""
+    more = " ".join(f"{key}={value}" for key, value in properties.items())
+    return pactl("load-module", "module-null-sink", f"sink_name={name}",
+                 f'sink_properties=device.description="{description}"', *more.split()).strip()
+
+
+def unload(module):
+    pactl("unload-module", module)
+
+
+class Tone:
+    """A sine tone that an application plays into a sink until it is ended."""
+
+    def __init__(self, folder, sink, hertz, player="paplay", amplitude=0.25):
+        path = pathlib.Path(folder) / f"tone-{hertz}-{amplitude}.wav"
+        if not path.exists():
+            subprocess.run([TOOLS / "make-tone.py", str(hertz), "120", path, str(amplitude)],
+                           check=True)
+        command = {"paplay": ["paplay", f"--device={sink}", path],
+                   "pw-play": ["pw-play", f"--target={sink}", path]}[player]
+        self.process = subprocess.Popen(command)
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait(10)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+
+def record(source, seconds, channels=1):
+    """Records interleaved samples, -1.0 to 1.0, from a source such as "speakers.monitor"."""
+    recorder = subprocess.Popen(
+        ["parecord", f"--device={source}", "--raw", "--format=s16le", f"--rate={RATE}",
+         f"--channels={channels}", "--latency-msec=20"], stdout=subprocess.PIPE)
+    try:
+        recorder.stdout.read(int(RATE * 0.1) * 2 * channels)  # the stream's own start
+        data = recorder.stdout.read(int(RATE * seconds) * 2 * channels)
+    finally:
+        recorder.terminate()
+        recorder.wait(10)
+        recorder.stdout.close()
+    return [sample / 32768 for sample in array.array("h", data)]
+
+
+def amplitude_of(samples, hertz):
+    """The amplitude of one frequency, over the samples' whole periods of it."""
+    count = int(int(len(samples) * hertz / RATE) * RATE / hertz)
+    step = 2 * math.pi * hertz / RATE
+    real = sum(samples[i] * math.cos(step * i) for i in range(count))
+    imaginary = sum(samples[i] * math.sin(step * i) for i in range(count))
+    return 2 * math.hypot(real, imaginary) / max(count, 1)
+
+
+def heard(sink, hertz, seconds=0.5):
+    """The amplitude of a frequency at a sink's monitor."""
+    return amplitude_of(record(f"{sink}.monitor", seconds), hertz)

@@ -1,0 +1,166 @@
+"""What an application plays into a virtual speaker is heard where the client routed it."""
+import tempfile
+import time
+import unittest
+
+import audio
+from program import Client, Program, eventually, full_name
+
+AMPLITUDE = 0.25
+SILENCE = 1e-4
+
+
+def gain_of(percent):
+    """The gain curve: -60 dB to 0 dB with the exponent 0.25."""
+    if percent <= 0:
+        return 0.0
+    return 10 ** (((min(percent, 100) / 100) ** 0.25 * 60 - 60) / 20)
+
+
+class RoutingTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="quorvane-")
+        self.program = Program(self.folder)
+        self.client = Client()
+
+    def tearDown(self):
+        self.client.close()
+        self.program.__exit__(None)
+
+    def play(self, short_name, hertz, player="paplay"):
+        tone = audio.Tone(self.folder, audio.sink_named(full_name(short_name)), hertz, player)
+        self.addCleanup(tone.stop)
+        return tone
+
+    def assert_heard(self, sink, hertz, amplitude=AMPLITUDE):
+        """Waits with a bound for the level, since a stream takes a moment to start."""
+        measured = []
+
+        def is_there():
+            measured.append(audio.heard(sink, hertz))
+            return abs(measured[-1] - amplitude) <= 0.02 * AMPLITUDE
+        try:
+            eventually(is_there, 20)
+        except AssertionError:
+            self.fail(f"{hertz} Hz at {sink}: {measured[-5:]}, not {amplitude}")
+
+    def assert_silent(self, sink, hertz):
+        eventually(lambda: audio.heard(sink, hertz) < SILENCE, 10,
+                   f"the end of {hertz} Hz at {sink}")
+
+    def test_gaming_sounds_on_the_chosen_endpoint(self):
+        for player in ("paplay", "pw-play"):
+            with self.subTest(player=player):
+                tone = self.play("Gaming", 440, player)
+                self.client.route("Gaming", "Headset")
+                self.assert_heard("headset", 440)
+                self.assert_silent("speakers", 440)
+                self.client.route("Gaming", "Speakers")
+                self.assert_heard("speakers", 440)
+                self.assert_silent("headset", 440)
+                tone.stop()
+                self.assert_silent("speakers", 440)
+
+    def test_each_channel_goes_its_own_way(self):
+        tones = {"Aux": 300, "Chat": 500, "Gaming": 700, "Media": 1100}
+        for name, hertz in tones.items():
+            self.play(name, hertz)
+            self.client.route(name, "Headset" if name in ("Aux", "Gaming") else "Speakers")
+        for name, hertz in tones.items():
+            here, there = (("headset", "speakers") if name in ("Aux", "Gaming")
+                           else ("speakers", "headset"))
+            self.assert_heard(here, hertz)
+            self.assert_silent(there, hertz)
+
+    def test_level_of_the_virtual_endpoint_is_the_one_gain(self):
+        self.play("Gaming", 440)
+        self.client.route("Gaming", "Headset")
+        gaming = self.client.outputs()[full_name("Gaming")]["deviceID"]
+
+        def order(event, **values):
+            self.client.send(event, deviceType="outputDevice", deviceName=full_name("Gaming"),
+                             deviceID=gaming, **values)
+            self.client.barrier()
+
+        for percent in (50, 90, 10, 100):
+            with self.subTest(percent=percent):
+                order("setDeviceVolume", deviceVolume=percent)
+                self.assert_heard("headset", 440, AMPLITUDE * gain_of(percent))
+        order("setDeviceMute", deviceMute=True)
+        self.assert_silent("headset", 440)
+        order("setDeviceMute", deviceMute=False)
+        self.assert_heard("headset", 440)
+        # The same from outside.
+        audio.pactl("set-sink-volume", audio.sink_named(full_name("Gaming")), "50%")
+        self.client.wait_for("deviceControlChanged", deviceID=gaming, deviceVolume=50)
+        self.assert_heard("headset", 440, AMPLITUDE * gain_of(50))
+        audio.pactl("set-sink-mute", audio.sink_named(full_name("Gaming")), "1")
+        self.client.wait_for("deviceControlChanged", deviceID=gaming, deviceMute=True)
+        self.assert_silent("headset", 440)
+
+    def test_an_order_raises_no_event(self):
+        gaming = self.client.outputs()[full_name("Gaming")]["deviceID"]
+        self.client.send("setDeviceVolume", deviceType="outputDevice",
+                         deviceName=full_name("Gaming"), deviceID=gaming, deviceVolume=40)
+        self.client.barrier()
+        # A change from outside on another endpoint comes behind whatever the order raised.
+        speakers = self.client.outputs()["Speakers"]["deviceID"]
+        audio.pactl("set-sink-volume", "speakers", "70%")
+        self.client.wait_for("deviceControlChanged", deviceID=speakers, deviceVolume=70)
+        self.assertEqual([event for event in self.client.events
+                          if event["event"] == "deviceControlChanged"
+                          and event["payload"]["deviceID"] == gaming], [])
+
+    def test_endpoint_that_disappears_while_it_plays(self):
+        module = audio.load_sink("extra", "Extra")
+        self.client.wait_for("deviceAdded", deviceName="Extra")
+        self.play("Gaming", 440)
+        self.client.route("Gaming", "Extra")
+        self.assert_heard("extra", 440)
+        extra = self.client.outputs()["Extra"]["deviceID"]
+        audio.unload(module)
+        self.client.wait_for("deviceRemoved", deviceID=extra)
+        self.assertNotIn("Extra", self.client.outputs())
+        # Nothing of it is heard elsewhere, and the channel goes on when it is routed anew.
+        for sink in ("headset", "speakers"):
+            self.assertLess(audio.heard(sink, 440), SILENCE)
+        self.client.route("Gaming", "Headset")
+        self.assert_heard("headset", 440)
+
+    def test_unknown_routes_do_nothing(self):
+        self.play("Gaming", 440)
+        self.client.route("Gaming", "Headset")
+        headset = self.client.outputs()["Headset"]["deviceID"]
+        for name in (full_name("Microphone"), full_name("Stream"), "nobody"):
+            self.client.send("switchDevice", deviceType="outputDevice", routeDeviceName=name,
+                             deviceName="Headset", deviceID=headset)
+        self.client.barrier()
+        self.program.await_log("Critical: Unknown device!")
+        self.assert_heard("headset", 440)
+        self.assertEqual(self.program.log().count("Critical: Unknown device!"), 3)
+
+    def test_route_to_an_unknown_endpoint_leaves_the_channel_silent(self):
+        self.play("Gaming", 440)
+        self.client.route("Gaming", "Headset")
+        self.assert_heard("headset", 440)
+        self.client.send("switchDevice", deviceType="outputDevice",
+                         routeDeviceName=full_name("Gaming"), deviceName="nowhere",
+                         deviceID="{0.0.0.00000000}.{00000000-0000-0000-0000-000000000000}")
+        self.client.barrier()
+        self.assert_silent("headset", 440)
+        self.program.await_log("WASAPIAudioPlayer play audio - Can't find device:")
+        self.client.route("Gaming", "Headset")
+        self.assert_heard("headset", 440)
+
+    def test_sound_before_the_route_is_not_kept(self):
+        """The route comes late: what was played long before it is not heard."""
+        tone = self.play("Gaming", 440)
+        time.sleep(0.5)
+        tone.stop()
+        time.sleep(0.5)
+        self.client.route("Gaming", "Headset")
+        self.assertLess(audio.heard("headset", 440), SILENCE)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

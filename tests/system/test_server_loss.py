@@ -1,0 +1,79 @@
+"""No sound server at start, and a server that is killed and comes back."""
+import os
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+import audio
+from program import Client, Program, eventually, full_name
+
+SERVER = str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "private-server.sh")
+AMPLITUDE = 0.25
+
+
+def stop_server():
+    subprocess.run([SERVER, "--stop"], check=True, timeout=60)
+
+
+def start_server():
+    subprocess.run([SERVER, "--start"], check=True, timeout=60)
+
+
+def cpu_seconds(pid):
+    """User and system time that a process has used so far."""
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+class ServerLossTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="quorvane-")
+
+    def assert_route_sounds(self, client):
+        tone = audio.Tone(self.folder, audio.sink_named(full_name("Gaming")), 440)
+        self.addCleanup(tone.stop)
+        client.route("Gaming", "Headset")
+        eventually(lambda: abs(audio.heard("headset", 440) - AMPLITUDE) < 0.02, 20,
+                   "the tone at Headset")
+
+    def await_endpoints(self, client):
+        def are_there():
+            names = client.outputs()
+            return all(full_name(name) in names for name in ("Aux", "Chat", "Gaming", "Media")) \
+                and "Headset" in names and "Speakers" in names
+        eventually(are_there, 30, "the endpoints")
+
+    def test_no_server_at_start(self):
+        stop_server()
+        try:
+            with Program(self.folder), Client() as client:
+                self.assertEqual(client.outputs(), {})
+                self.assertEqual(client.inputs(), {})
+                start_server()
+                client.wait_for("deviceAdded", 30, deviceName="Headset")
+                client.wait_for("deviceActive", 30, deviceName=full_name("Gaming"))
+                self.await_endpoints(client)
+                self.assert_route_sounds(client)
+        finally:
+            if not subprocess.run(["pactl", "info"], capture_output=True).returncode == 0:
+                start_server()
+
+    def test_server_killed_and_restarted_while_sound_runs(self):
+        with Program(self.folder) as program, Client() as client:
+            self.assert_route_sounds(client)
+            for _ in range(3):
+                stop_server()
+                client.wait_for("deviceNotPresent", 30)
+                eventually(lambda: client.outputs() == {}, 15, "empty lists")
+                before = cpu_seconds(program.process.pid)
+                client.barrier()
+                self.assertIsNone(program.process.poll())
+                self.assertLess(cpu_seconds(program.process.pid) - before, 1)
+                start_server()
+                self.await_endpoints(client)
+                self.assert_route_sounds(client)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

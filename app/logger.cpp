@@ -3,8 +3,10 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMutexLocker>
+#include <QSemaphore>
 #include <QStringConverter>
 #include <QTextStream>
+#include <QThread>
 
 namespace
 {
@@ -13,7 +15,25 @@ constexpr unsigned long stopBoundMs = 100;
 
 } // namespace
 
-Logger::Logger() : logThread(std::make_unique<QThread>())
+/// Starts with static initialisation, long before the application object that an event loop of
+/// Qt asks for; so it enters its loop when there is something to do.
+class Logger::LogThread : public QThread
+{
+public:
+    void enterLoop() { loopEntered.release(); }
+
+protected:
+    void run() override
+    {
+        loopEntered.acquire();
+        exec();
+    }
+
+private:
+    QSemaphore loopEntered;
+};
+
+Logger::Logger() : logThread(std::make_unique<LogThread>())
 {
     moveToThread(logThread.get());
     logThread->start(QThread::InheritPriority);
@@ -37,6 +57,7 @@ int Logger::openFile(const QString &path)
         file.flush();
         file.close();
     }
+    logThread->enterLoop();
     file.setFileName(path);
     if (!file.open(QIODevice::ReadWrite))
         return -2;
@@ -59,6 +80,7 @@ bool Logger::stop()
     // A long queue of lines that are lost anyway must not use the bound up.
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     logThread->quit();
+    logThread->enterLoop();
     return logThread->wait(stopBoundMs);
 }
 

@@ -4,7 +4,6 @@
 #include <QFile>
 #include <QMutex>
 #include <QObject>
-#include <QThread>
 
 #include <memory>
 
@@ -29,11 +28,14 @@ public:
     [[nodiscard]] bool stop();
 
 public slots:
-    /// Writes one line and flushes it. Runs on the log thread; invoked by its name.
+    /// Writes one line and flushes it; invoked by its name. Runs on the log thread, whose queue
+    /// is served from the first openFile() on.
     void logMessage(QString message);
 
 private:
-    std::unique_ptr<QThread> logThread;
+    class LogThread;
+
+    std::unique_ptr<LogThread> logThread;
     bool stopped = false;
     QMutex mutex; ///< Guards `stopped` and `file`.
     QFile file;

@@ -1,0 +1,178 @@
+#include "app/logger.h"
+
+#include <QFile>
+#include <QSemaphore>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QtTest>
+
+#include <memory>
+
+namespace
+{
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void log(Logger &logger, const QString &line)
+{
+    QMetaObject::invokeMethod(&logger, "logMessage", Qt::QueuedConnection, Q_ARG(QString, line));
+}
+
+/// Returns when the log thread has come this far in its queue.
+void drain(Logger &logger)
+{
+    QMetaObject::invokeMethod(
+        &logger, [] {}, Qt::BlockingQueuedConnection);
+}
+
+} // namespace
+
+class TestLogger : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { directory = std::make_unique<QTemporaryDir>(); }
+
+    void livesOnItsOwnThread()
+    {
+        Logger logger;
+        QVERIFY(logger.thread() != QThread::currentThread());
+        QVERIFY(logger.thread()->isRunning());
+    }
+
+    void openingEmptiesTheFile()
+    {
+        QFile old(path("log.txt"));
+        QVERIFY(old.open(QIODevice::WriteOnly));
+        old.write("an earlier run that was longer");
+        old.close();
+
+        Logger logger;
+        QVERIFY(!logger.isOpen());
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        QVERIFY(logger.isOpen());
+        QCOMPARE(contents(path("log.txt")), QByteArray());
+        log(logger, "short\r\n");
+        drain(logger);
+        QCOMPARE(contents(path("log.txt")), QByteArray("short\r\n"));
+    }
+
+    void eachLineIsOnDiskBeforeTheNext()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        QByteArray expected;
+        for (int i = 0; i < 100; ++i) {
+            log(logger, QString::number(i) + "\r\n");
+            expected += QByteArray::number(i) + "\r\n";
+            drain(logger);
+            QCOMPARE(contents(path("log.txt")), expected);
+        }
+    }
+
+    void textIsUtf8()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        log(logger, QString::fromUtf8("错误码：é"));
+        drain(logger);
+        QCOMPARE(contents(path("log.txt")), QByteArray("错误码：é"));
+    }
+
+    void samePathIsLeftAlone()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        log(logger, "kept");
+        drain(logger);
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        QCOMPARE(contents(path("log.txt")), QByteArray("kept"));
+    }
+
+    void otherPathTakesOver()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("one.txt")), 0);
+        log(logger, "first");
+        drain(logger);
+        QCOMPARE(logger.openFile(path("two.txt")), 0);
+        log(logger, "second");
+        drain(logger);
+        QCOMPARE(contents(path("one.txt")), QByteArray("first"));
+        QCOMPARE(contents(path("two.txt")), QByteArray("second"));
+    }
+
+    void unopenableFileIsToldOnce()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("missing/log.txt")), -2);
+        QVERIFY(!logger.isOpen());
+        log(logger, "lost");
+        drain(logger);
+        // The name is taken now, so that the same path counts as done although nothing is open.
+        QCOMPARE(logger.openFile(path("missing/log.txt")), 0);
+        QVERIFY(!logger.isOpen());
+    }
+
+    void stoppedLoggerDoesNothing()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        QVERIFY(logger.stop());
+        QCOMPARE(logger.openFile(path("other.txt")), -1);
+        QVERIFY(!QFile::exists(path("other.txt")));
+        logger.logMessage("lost");
+        QCOMPARE(contents(path("log.txt")), QByteArray());
+    }
+
+    void queuedLinesAreLostWhenItStops()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        QSemaphore reached;
+        QSemaphore go;
+        QMetaObject::invokeMethod(&logger, [&] {
+            reached.release();
+            go.acquire();
+        });
+        reached.acquire();
+        log(logger, "lost");
+        // The thread is held, so the bound of the wait passes and the lines are dropped.
+        QVERIFY(!logger.stop());
+        go.release();
+        QVERIFY(logger.thread()->wait());
+        QCOMPARE(contents(path("log.txt")), QByteArray());
+    }
+
+    void destructionWaitsForTheThread()
+    {
+        auto logger = std::make_unique<Logger>();
+        QCOMPARE(logger->openFile(path("log.txt")), 0);
+        QSemaphore reached;
+        QSemaphore go;
+        bool done = false;
+        QMetaObject::invokeMethod(logger.get(), [&] {
+            reached.release();
+            go.acquire();
+            QThread::msleep(250); // beyond the bound of the wait
+            done = true;
+        });
+        reached.acquire();
+        go.release();
+        logger.reset();
+        QVERIFY(done);
+    }
+
+private:
+    [[nodiscard]] QString path(const QString &name) const { return directory->filePath(name); }
+
+    std::unique_ptr<QTemporaryDir> directory;
+};
+
+QTEST_GUILESS_MAIN(TestLogger)
+#include "tst_logger.moc"

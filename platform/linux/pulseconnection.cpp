@@ -1,0 +1,247 @@
+#include "platform/linux/pulseconnection.h"
+
+#include <pulse/error.h>
+#include <pulse/proplist.h>
+#include <pulse/timeval.h>
+
+#include <array>
+
+namespace pulse
+{
+namespace
+{
+using namespace std::chrono_literals;
+
+// A socket file stands before anybody listens on it, so a refused attempt is tried again a few
+// times, and then only when something happens.
+constexpr std::array<std::chrono::milliseconds, 6> retryDelays{50ms,  100ms, 200ms,
+                                                               400ms, 800ms, 1600ms};
+// Nobody tells when a server on another machine comes back, or when one that hangs goes on.
+constexpr std::chrono::milliseconds slowRetry = 5s;
+
+class MainloopLock
+{
+public:
+    explicit MainloopLock(pa_threaded_mainloop *mainloop) : mainloop(mainloop)
+    {
+        pa_threaded_mainloop_lock(mainloop);
+    }
+    ~MainloopLock() { pa_threaded_mainloop_unlock(mainloop); }
+    MainloopLock(const MainloopLock &) = delete;
+    MainloopLock &operator=(const MainloopLock &) = delete;
+
+private:
+    pa_threaded_mainloop *mainloop;
+};
+} // namespace
+
+PulseConnection::PulseConnection(EndpointModel &model)
+    : model(model), mainloop(pa_threaded_mainloop_new()),
+      api(pa_threaded_mainloop_get_api(mainloop)), listing(model),
+      watch(api, serverSockets(), [this] {
+          attempts = 0;
+          connect();
+      })
+{
+    pa_threaded_mainloop_set_name(mainloop, "endpoints");
+}
+
+PulseConnection::~PulseConnection()
+{
+    stop();
+    pa_threaded_mainloop_free(mainloop);
+}
+
+void PulseConnection::start()
+{
+    const MainloopLock lock(mainloop);
+    connect();
+    pa_threaded_mainloop_start(mainloop);
+}
+
+void PulseConnection::stop()
+{
+    {
+        const MainloopLock lock(mainloop);
+        cancelRetry();
+        watch.off();
+        dropContext();
+        settleFirst();
+    }
+    pa_threaded_mainloop_stop(mainloop);
+}
+
+void PulseConnection::waitForFirstListing(std::chrono::milliseconds bound)
+{
+    std::unique_lock lock(firstMutex);
+    firstSettled.wait_for(lock, bound, [this] { return isFirstSettled; });
+}
+
+void PulseConnection::settleFirst()
+{
+    const std::lock_guard lock(firstMutex);
+    isFirstSettled = true;
+    firstSettled.notify_all();
+}
+
+// The watch is on before the attempt, so that nothing that comes in between is missed.
+void PulseConnection::connect()
+{
+    cancelRetry();
+    dropContext();
+    watch.on();
+    pa_proplist *properties = pa_proplist_new();
+    pa_proplist_sets(properties, PA_PROP_APPLICATION_NAME, "Quorvane");
+    context = pa_context_new_with_proplist(api, nullptr, properties);
+    pa_proplist_free(properties);
+    if (!context)
+        return;
+    if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
+        onLost(pa_context_errno(context));
+        return;
+    }
+    pa_context_set_state_callback(
+        context,
+        [](pa_context *, void *connection) {
+            static_cast<PulseConnection *>(connection)->onState();
+        },
+        this);
+}
+
+void PulseConnection::onState()
+{
+    switch (pa_context_get_state(context)) {
+    case PA_CONTEXT_READY:
+        attempts = 0;
+        watch.off();
+        model.serverFound();
+        listing.begin(context, [this] { settleFirst(); });
+        break;
+    case PA_CONTEXT_FAILED:
+    case PA_CONTEXT_TERMINATED:
+        onLost(pa_context_errno(context));
+        break;
+    default:
+        break;
+    }
+}
+
+void PulseConnection::onLost(int error)
+{
+    dropContext();
+    watch.on();
+    model.serverLost();
+    settleFirst();
+    if (watch.anySocket() && attempts < retryDelays.size())
+        retryIn(retryDelays[attempts++]);
+    else if (error == PA_ERR_TIMEOUT || !watch.canWatch())
+        retryIn(slowRetry);
+}
+
+void PulseConnection::dropContext()
+{
+    listing.end();
+    replies.clear();
+    if (!context)
+        return;
+    pa_context_set_state_callback(context, nullptr, nullptr);
+    pa_context_disconnect(context);
+    pa_context_unref(std::exchange(context, nullptr));
+}
+
+void PulseConnection::retryIn(std::chrono::milliseconds delay)
+{
+    cancelRetry();
+    timeval when;
+    pa_gettimeofday(&when);
+    pa_timeval_add(&when, static_cast<pa_usec_t>(delay.count()) * PA_USEC_PER_MSEC);
+    retry = api->time_new(
+        api, &when,
+        [](pa_mainloop_api *, pa_time_event *, const timeval *, void *connection) {
+            static_cast<PulseConnection *>(connection)->connect();
+        },
+        this);
+}
+
+void PulseConnection::cancelRetry()
+{
+    if (retry)
+        api->time_free(std::exchange(retry, nullptr));
+}
+
+HRESULT PulseConnection::setVolume(const QString &id, float scalar, const GUID &guid)
+{
+    const MainloopLock lock(mainloop);
+    const LevelRequest request = model.requestVolume(id, scalar, guid);
+    const auto sendTo = [&request](auto setVolume) {
+        return [&request, setVolume](pa_context *server, Reply *reply) {
+            return setVolume(server, request.index, &request.volume, &onReply, reply);
+        };
+    };
+    return send(id, request, sendTo(&pa_context_set_sink_volume_by_index),
+                sendTo(&pa_context_set_source_volume_by_index));
+}
+
+HRESULT PulseConnection::setMute(const QString &id, bool muted, const GUID &guid)
+{
+    const MainloopLock lock(mainloop);
+    const LevelRequest request = model.requestMute(id, muted, guid);
+    const auto sendTo = [&request, muted](auto setMute) {
+        return [&request, muted, setMute](pa_context *server, Reply *reply) {
+            return setMute(server, request.index, muted ? 1 : 0, &onReply, reply);
+        };
+    };
+    return send(id, request, sendTo(&pa_context_set_sink_mute_by_index),
+                sendTo(&pa_context_set_source_mute_by_index));
+}
+
+// Under one lock with the table's entry, so that both keep the same order of requests.
+template <typename SendToSink, typename SendToSource>
+HRESULT PulseConnection::send(const QString &id, const LevelRequest &request, SendToSink toSink,
+                              SendToSource toSource)
+{
+    if (!request.toSend)
+        return request.result;
+    Reply &reply = replies.emplace_back(Reply{this, id, request});
+    pa_operation *operation = nullptr;
+    if (context)
+        operation = request.flow == eRender ? toSink(context, &reply) : toSource(context, &reply);
+    if (!operation) {
+        replies.pop_back();
+        model.requestAnswered(id, request.ticket, false);
+        return AUDCLNT_E_DEVICE_INVALIDATED;
+    }
+    pa_operation_unref(operation);
+    return request.result;
+}
+
+// A change that made no difference raises no event of the server, so the node is asked for.
+void PulseConnection::onReply(pa_context *, int success, void *data)
+{
+    auto *reply = static_cast<Reply *>(data);
+    PulseConnection *self = reply->connection;
+    self->model.requestAnswered(reply->id, reply->request.ticket, success != 0);
+    self->listing.query(reply->request.flow, reply->request.index);
+    self->replies.remove_if([reply](const Reply &each) { return &each == reply; });
+}
+
+HRESULT PulseConnection::setDefault(const QString &id)
+{
+    const std::optional<Endpoint> endpoint = model.endpoint(id);
+    if (!endpoint)
+        return E_NOTFOUND;
+    if (endpoint->state != DEVICE_STATE_ACTIVE)
+        return AUDCLNT_E_DEVICE_INVALIDATED;
+    const MainloopLock lock(mainloop);
+    if (!context)
+        return AUDCLNT_E_DEVICE_INVALIDATED;
+    const auto set =
+        endpoint->flow == eRender ? &pa_context_set_default_sink : &pa_context_set_default_source;
+    pa_operation *operation =
+        set(context, endpoint->nodeName.toUtf8().constData(), nullptr, nullptr);
+    if (!operation)
+        return AUDCLNT_E_DEVICE_INVALIDATED;
+    pa_operation_unref(operation);
+    return S_OK;
+}
+} // namespace pulse

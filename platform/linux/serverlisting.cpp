@@ -1,0 +1,195 @@
+#include "platform/linux/serverlisting.h"
+
+#include <pulse/subscribe.h>
+
+#include <algorithm>
+#include <optional>
+
+namespace pulse
+{
+namespace
+{
+// The server's stand-in while it has no sink of its own.
+constexpr QLatin1StringView standIn{"auto_null"};
+constexpr WORD mostChannels = 8;
+
+void drop(pa_operation *operation)
+{
+    if (operation)
+        pa_operation_unref(operation);
+}
+
+bool isEndpoint(const pa_sink_info &info)
+{
+    return info.name && info.name != standIn;
+}
+
+// What a sink plays can be recorded from its monitor; that is a view of the sink, no endpoint.
+bool isEndpoint(const pa_source_info &info)
+{
+    return info.name && info.monitor_of_sink == PA_INVALID_INDEX;
+}
+
+template <typename Info>
+bool isPlugged(const Info &info)
+{
+    return !info.active_port || info.active_port->available != PA_PORT_AVAILABLE_NO;
+}
+
+template <typename Info>
+constexpr EDataFlow flowOf = std::is_same_v<Info, pa_source_info> ? eCapture : eRender;
+
+template <typename Info>
+Node nodeOf(const Info &info)
+{
+    return {.flow = flowOf<Info>,
+            .index = info.index,
+            .name = QString::fromUtf8(info.name),
+            .description = QString::fromUtf8(info.description),
+            .plugged = isPlugged(info),
+            .muted = info.mute != 0,
+            .volume = info.volume,
+            .sampleRate = info.sample_spec.rate,
+            .channels = std::min<WORD>(info.sample_spec.channels, mostChannels)};
+}
+
+// Empty for a default that is no endpoint.
+QString defaultName(const char *name)
+{
+    const QString text = QString::fromUtf8(name);
+    const bool isNone = text == standIn || text.startsWith(QLatin1Char('@')) ||
+                        text.endsWith(QLatin1StringView(".monitor"));
+    return isNone ? QString() : text;
+}
+} // namespace
+
+ServerListing::ServerListing(EndpointModel &model) : model(model) {}
+
+void ServerListing::begin(pa_context *connected, std::function<void()> whenListed)
+{
+    context = connected;
+    listed = std::move(whenListed);
+    listsToCome = 3;
+    pa_context_set_subscribe_callback(
+        context,
+        [](pa_context *, pa_subscription_event_type_t event, quint32 index, void *listing) {
+            static_cast<ServerListing *>(listing)->onEvent(event, index);
+        },
+        this);
+    const auto facilities = static_cast<pa_subscription_mask_t>(
+        PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
+    drop(pa_context_subscribe(context, facilities, nullptr, nullptr));
+    drop(pa_context_get_sink_info_list(context, &nodeListed<pa_sink_info>, this));
+    drop(pa_context_get_source_info_list(context, &nodeListed<pa_source_info>, this));
+    queryServer();
+}
+
+void ServerListing::end()
+{
+    if (context)
+        pa_context_set_subscribe_callback(context, nullptr, nullptr);
+    context = nullptr;
+    listed = nullptr;
+    queries.clear();
+    serverQueried = false;
+    serverAgain = false;
+}
+
+void ServerListing::onEvent(pa_subscription_event_type_t event, quint32 index)
+{
+    const int facility = event & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
+    if (facility == PA_SUBSCRIPTION_EVENT_SERVER) {
+        queryServer();
+        return;
+    }
+    const EDataFlow flow = facility == PA_SUBSCRIPTION_EVENT_SINK ? eRender : eCapture;
+    if ((event & PA_SUBSCRIPTION_EVENT_TYPE_MASK) == PA_SUBSCRIPTION_EVENT_REMOVE)
+        model.nodeRemoved(flow, index);
+    else
+        query(flow, index);
+}
+
+void ServerListing::query(EDataFlow flow, quint32 index)
+{
+    if (!context)
+        return;
+    const auto [place, isNew] = queries.try_emplace({flow, index}, Query{this, flow, index, false});
+    if (isNew)
+        send(place->second);
+    else
+        place->second.again = true;
+}
+
+void ServerListing::send(Query &query)
+{
+    pa_operation *operation = query.flow == eRender
+                                  ? pa_context_get_sink_info_by_index(
+                                        context, query.index, &nodeQueried<pa_sink_info>, &query)
+                                  : pa_context_get_source_info_by_index(
+                                        context, query.index, &nodeQueried<pa_source_info>, &query);
+    if (operation)
+        pa_operation_unref(operation);
+    else
+        queries.erase({query.flow, query.index});
+}
+
+void ServerListing::queryFinished(Query &query)
+{
+    if (std::exchange(query.again, false))
+        send(query);
+    else
+        queries.erase({query.flow, query.index});
+}
+
+void ServerListing::queryServer()
+{
+    if (serverQueried) {
+        serverAgain = true;
+        return;
+    }
+    serverQueried = true;
+    drop(pa_context_get_server_info(
+        context,
+        [](pa_context *, const pa_server_info *info, void *listing) {
+            static_cast<ServerListing *>(listing)->serverTold(info);
+        },
+        this));
+}
+
+void ServerListing::serverTold(const pa_server_info *info)
+{
+    serverQueried = false;
+    if (info)
+        model.defaultsNamed(defaultName(info->default_sink_name),
+                            defaultName(info->default_source_name));
+    if (std::exchange(serverAgain, false))
+        queryServer();
+    listFinished();
+}
+
+void ServerListing::listFinished()
+{
+    if (listsToCome > 0 && --listsToCome == 0)
+        listed();
+}
+
+template <typename Info>
+void ServerListing::nodeListed(pa_context *, const Info *info, int end, void *data)
+{
+    auto *listing = static_cast<ServerListing *>(data);
+    if (end != 0)
+        listing->listFinished();
+    else if (isEndpoint(*info))
+        listing->model.nodeListed(nodeOf(*info));
+}
+
+template <typename Info>
+void ServerListing::nodeQueried(pa_context *, const Info *info, int end, void *data)
+{
+    auto *query = static_cast<Query *>(data);
+    if (end != 0)
+        query->owner->queryFinished(*query);
+    else if (isEndpoint(*info))
+        query->owner->model.nodeListed(nodeOf(*info));
+}
+} // namespace pulse

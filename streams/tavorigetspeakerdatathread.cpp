@@ -3,6 +3,7 @@
 #include "common/channels.h"
 #include "engines/wasapiaudioplayer.h"
 #include "platform/threads.h"
+#include "streams/audiorecorder.h"
 
 #include <QDebug>
 #include <QMetaObject>
@@ -12,6 +13,7 @@ namespace
 
 constexpr int driverSampleRate = 48000;
 constexpr int driverChannels = 2;
+constexpr int driverBitsPerSample = 16;
 constexpr auto relaxed = std::memory_order_relaxed;
 
 bool isOnStreamEndpoint(const WASAPIAudioPlayer &player)
@@ -21,7 +23,11 @@ bool isOnStreamEndpoint(const WASAPIAudioPlayer &player)
 
 } // namespace
 
-tavoriGetSpeakerDataThread::tavoriGetSpeakerDataThread(QObject *parent) : QThread(parent) {}
+tavoriGetSpeakerDataThread::tavoriGetSpeakerDataThread(QObject *parent)
+    : QThread(parent), m_audioRecorder(std::make_unique<AudioRecorder>(
+                           driverChannels, driverBitsPerSample, driverSampleRate, nullptr))
+{
+}
 
 tavoriGetSpeakerDataThread::~tavoriGetSpeakerDataThread() = default;
 
@@ -141,6 +147,24 @@ void tavoriGetSpeakerDataThread::setStreamSpeakerVolume(double volume)
     applyStreamingGain(StreamEndpointOnly);
 }
 
+bool tavoriGetSpeakerDataThread::isRecording() const
+{
+    return m_isRecording.load(relaxed);
+}
+
+void tavoriGetSpeakerDataThread::startRecord(const QString &filePath)
+{
+    m_recordFilePath = filePath;
+    m_audioRecorder->startAudioRecord(filePath);
+    m_isRecording.store(true, relaxed);
+}
+
+void tavoriGetSpeakerDataThread::stopRecord()
+{
+    m_isRecording.store(false, relaxed);
+    m_audioRecorder->finishAudioRecord();
+}
+
 void tavoriGetSpeakerDataThread::setOutput(Output &output, const PlayerPointer &player)
 {
     if (player && !m_everAttached.contains(player))
@@ -188,6 +212,9 @@ void tavoriGetSpeakerDataThread::run()
         }
         if (!m_controlModeChanging.load(relaxed))
             fanOut(block);
+        // A recording goes on while the control mode changes.
+        if (m_isRecording.load(relaxed))
+            record(block);
     }
     qInfo() << "tavoriGetSpeakerDataThread::run" << m_deviceType << "- end";
 }
@@ -225,4 +252,11 @@ void tavoriGetSpeakerDataThread::sendTo(const Output &output, const QByteArray &
     QMetaObject::invokeMethod(
         player, [player, block] { player->play(block, driverSampleRate, driverChannels); },
         Qt::QueuedConnection);
+}
+
+void tavoriGetSpeakerDataThread::record(const QByteArray &block) const
+{
+    AudioRecorder *const recorder = m_audioRecorder.get();
+    QMetaObject::invokeMethod(
+        recorder, [recorder, block] { recorder->addAudioData(block); }, Qt::QueuedConnection);
 }

@@ -12,7 +12,9 @@
 #include <QThread>
 
 #include <atomic>
+#include <memory>
 
+class AudioRecorder;
 class WASAPIAudioPlayer;
 
 /// Reads blocks of 48000 Hz stereo 16-bit PCM from one device file and hands each to the players
@@ -62,6 +64,12 @@ public:
     void setStreamSpeakerMute(bool mute);
     void setStreamSpeakerVolume(double volume);
 
+    [[nodiscard]] bool isRecording() const;
+    /// From now on the recorder receives every block too; into a WAV file of this path.
+    void startRecord(const QString &filePath);
+    /// The file is complete when this returns.
+    void stopRecord();
+
 signals:
     void sigPrintfLog(QString logMessage);
     void sigDeviceNotOpen();
@@ -87,6 +95,7 @@ private:
     void fanOut(const QByteArray &block) const;
     /// Hands a block to a player's worker thread. The block is shared, not copied.
     static void sendTo(const Output &output, const QByteArray &block);
+    void record(const QByteArray &block) const;
 
     void setOutput(Output &output, const PlayerPointer &player);
     void applyGain(Output &output, float gain);
@@ -97,6 +106,10 @@ private:
     std::atomic<tavoriSoftwareMode> m_softwareMode{NormalMode};
     HANDLE m_deviceHandle = INVALID_HANDLE_VALUE;
     tavoriDeviceType m_deviceType = tavoriNoDevice;
+
+    std::atomic<bool> m_isRecording{false};
+    QString m_recordFilePath;
+    std::unique_ptr<AudioRecorder> m_audioRecorder; ///< never null
 
     bool m_isMute = false;
     double m_volume = 1.0;

@@ -5,6 +5,7 @@
 #include "streams/drivercommand.h"
 #include "streams/driverfile.h"
 #include "streams/outputplayer.h"
+#include "streams/recordname.h"
 #include "streams/tavorigetspeakerdatathread.h"
 
 #include <QDebug>
@@ -125,6 +126,8 @@ void tavoriOutputDevice::startRecord()
 {
     if (m_deviceHandle == INVALID_HANDLE_VALUE || !m_speakerThread || m_isRecording)
         return;
+    if (!m_speakerThread->isRecording())
+        m_speakerThread->startRecord(recordFilePath(m_deviceType, QDateTime::currentDateTime()));
     m_isRecording = true;
     qInfo() << "Start audio record.";
 }
@@ -134,5 +137,9 @@ void tavoriOutputDevice::stopRecord()
     if (!m_isRecording)
         return;
     m_isRecording = false;
+    // Events are handled while the record is finished, and one of them may close this device.
+    const auto thread = m_speakerThread;
+    if (thread && thread->isRecording())
+        thread->stopRecord();
     qInfo() << "Stop audio record.";
 }

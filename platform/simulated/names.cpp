@@ -1,0 +1,65 @@
+#include "platform/coreaudio.h"
+#include "platform/policyconfig.h"
+#include "platform/simulated/record.h"
+
+#include <QUuid>
+
+namespace simulated
+{
+
+namespace
+{
+
+struct NamedId
+{
+    GUID id;
+    const char *name;
+};
+
+constexpr NamedId knownIds[] = {
+    {CLSID_MMDeviceEnumerator, "MMDeviceEnumerator"},
+    {CLSID_PolicyConfig, "PolicyConfig"},
+    {CLSID_PolicyConfigVista, "PolicyConfigVista"},
+    {IID_IAudioCaptureClient, "IAudioCaptureClient"},
+    {IID_IAudioClient, "IAudioClient"},
+    {IID_IAudioClient3, "IAudioClient3"},
+    {IID_IAudioEndpointVolume, "IAudioEndpointVolume"},
+    {IID_IAudioEndpointVolumeCallback, "IAudioEndpointVolumeCallback"},
+    {IID_IAudioRenderClient, "IAudioRenderClient"},
+    {IID_IMMDevice, "IMMDevice"},
+    {IID_IMMDeviceCollection, "IMMDeviceCollection"},
+    {IID_IMMDeviceEnumerator, "IMMDeviceEnumerator"},
+    {IID_IMMNotificationClient, "IMMNotificationClient"},
+    {IID_IPolicyConfig, "IPolicyConfig"},
+    {IID_IPolicyConfigVista, "IPolicyConfigVista"},
+    {IID_IPropertyStore, "IPropertyStore"},
+    {IID_IUnknown, "IUnknown"},
+};
+
+} // namespace
+
+QString nameOf(const GUID &id)
+{
+    for (const NamedId &known : knownIds) {
+        if (known.id == id)
+            return QLatin1String(known.name);
+    }
+    const uint8_t *tail = id.Data4;
+    return QUuid(id.Data1, id.Data2, id.Data3, tail[0], tail[1], tail[2], tail[3], tail[4], tail[5],
+                 tail[6], tail[7])
+        .toString();
+}
+
+QString textOf(LPCWSTR text)
+{
+    return text ? QString::fromWCharArray(text) : QStringLiteral("null");
+}
+
+QString contextText(LPCGUID context)
+{
+    if (!context)
+        return QStringLiteral("null");
+    return *context == GUID_NULL ? QStringLiteral("zero") : QStringLiteral("context");
+}
+
+} // namespace simulated

@@ -1,0 +1,28 @@
+#include "platform/simulated/simulated.h"
+
+#include "platform/simulated/census.h"
+#include "platform/simulated/filetable.h"
+#include "platform/simulated/record.h"
+#include "platform/simulated/settingsstore.h"
+#include "platform/simulated/sinks.h"
+#include "platform/simulated/streamstate.h"
+#include "platform/simulated/systemstate.h"
+#include "platform/simulated/tables.h"
+
+namespace simulated
+{
+
+void reset()
+{
+    // Sinks first: none may see the tables go.
+    resetSinks();
+    resetStreams();
+    resetTables();
+    resetFiles();
+    resetSettings();
+    resetSystem();
+    resetCensus();
+    resetCalls();
+}
+
+} // namespace simulated

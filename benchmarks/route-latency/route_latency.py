@@ -1,0 +1,201 @@
+#!/usr/bin/env python3
+"""What a route adds between an application and an endpoint, next to pw-loopback.
+
+Run it inside a server of its own (the server's quantum is forced):
+
+    scripts/private-server.sh benchmarks/route-latency/route_latency.py --route build/release/minimalroute
+    scripts/private-server.sh benchmarks/route-latency/route_latency.py \\
+        --program build/release/Quorvane --client build/release/quorvanectl
+
+An application plays noise into the Gaming speaker, and one recording of four channels hears both
+what it plays and the monitor of the endpoint: the delay between the two is exact to the frame, and
+every frame that was lost or came late is seen. Prints one line for each subject and quantum.
+"""
+
+import argparse
+import os
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+import soundtrack
+
+TARGET = "speakers"
+SPEAKER = "tavori.Game.WaveSpeaker"
+LONGEST = soundtrack.RATE // 2  # frames; no route is expected to be slower
+
+
+def run(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def wait_for(what, condition, seconds=15):
+    end = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > end:
+            sys.exit(f"route_latency: gave up waiting for {what}")
+        time.sleep(0.05)
+
+
+def has_port(name):
+    return name in run("pw-link", "-io").splitlines()
+
+
+def start(*command, **options):
+    return subprocess.Popen(command, stdout=subprocess.DEVNULL, **options)
+
+
+def stop(process):
+    process.send_signal(signal.SIGTERM)
+    try:
+        process.wait(10)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
+
+
+class Loopback:
+    """What a user would pick instead."""
+
+    name = "pw-loopback"
+    entry = "loop_entry"
+
+    def __enter__(self):
+        self.process = start("pw-loopback", "--capture-props",
+                             f"media.class=Audio/Sink node.name={self.entry}", "--playback-props",
+                             f"node.name=loop_exit target.object={TARGET}")
+        wait_for("pw-loopback", lambda: has_port("loop_exit:output_FL"))
+        return self
+
+    def __exit__(self, *_):
+        stop(self.process)
+
+
+class Command:
+    """A program that makes the route by itself."""
+
+    entry = SPEAKER
+
+    def __init__(self, command):
+        self.name = os.path.basename(command)
+        self.command = command
+
+    def __enter__(self):
+        self.process = subprocess.Popen([self.command, TARGET], stdout=subprocess.PIPE, text=True)
+        if self.process.stdout.readline().strip() != "ready":
+            sys.exit(f"route_latency: {self.name} did not start")
+        return self
+
+    def __exit__(self, *_):
+        stop(self.process)
+        for line in self.process.stdout:
+            print(f"    {self.name} says: {line.strip()}")
+
+
+class Program:
+    """The real one, told by its client."""
+
+    name = "Quorvane"
+    entry = SPEAKER
+
+    def __init__(self, program, client):
+        self.program = program
+        self.client = client
+
+    def answers(self):
+        return subprocess.run([self.client, "outputs"], capture_output=True).returncode == 0
+
+    def __enter__(self):
+        self.process = start(self.program, stderr=subprocess.DEVNULL)
+        wait_for("the program", self.answers)
+        run(self.client, "route", "Gaming", "Speakers")
+        return self
+
+    def __exit__(self, *_):
+        subprocess.run([self.client, "quit"], capture_output=True)
+        stop(self.process)
+
+
+def cpu_seconds(pid):
+    """Time on a processor of all the threads, as the scheduler counts it: ticks are too coarse."""
+    total = 0
+    for thread in os.listdir(f"/proc/{pid}/task"):
+        with open(f"/proc/{pid}/task/{thread}/schedstat") as times:
+            total += int(times.read().split()[0])
+    return total / 1e9
+
+
+def link(output, port):
+    run("pw-link", output, port)
+
+
+def measure(subject, track, folder, seconds):
+    """Plays the track through the subject; the course of the delay and the share of one core."""
+    recording = os.path.join(folder, "both-ends.raw")
+    recorder = start("pw-record", "--channels", "4", "--channel-map", "FL,FR,RL,RR", "--rate",
+                     str(soundtrack.RATE), "--format", "s16", "-P",
+                     '{ node.name=both_ends node.autoconnect=false }', recording)
+    wait_for("the recorder", lambda: has_port("both_ends:input_RR"))
+    player = start("pw-play", "-P", "{ node.name=track }", "--target", subject.entry, track)
+    wait_for("the player", lambda: has_port("track:output_FL"))
+    for output, port in (("track:output_FL", "FL"), ("track:output_FR", "FR"),
+                         (f"{TARGET}:monitor_FL", "RL"), (f"{TARGET}:monitor_FR", "RR")):
+        link(output, f"both_ends:input_{port}")
+    time.sleep(1)
+    pid = subject.process.pid
+    before, since = cpu_seconds(pid), time.monotonic()
+    time.sleep(seconds - 3)
+    share = (cpu_seconds(pid) - before) / (time.monotonic() - since)
+    player.wait(60)
+    time.sleep(0.5)
+    stop(recorder)
+    near, far = soundtrack.read_sides(recording)
+    os.remove(recording)
+    # What the first second does is the start of the streams, not the route.
+    return soundtrack.follow(near[4 * soundtrack.RATE:], far[4 * soundtrack.RATE:], LONGEST), share
+
+
+def report(subject, quantum, course, share):
+    if not course.delays:
+        print(f"{subject.name:14} quantum {quantum:5}: nothing came through", flush=True)
+        return
+    median = statistics.median(course.delays)
+    milliseconds = 1000 * median / soundtrack.RATE
+    print(f"{subject.name:14} quantum {quantum:5}: median {median:6.0f} frames = "
+          f"{milliseconds:6.2f} ms = {median / quantum:4.2f} quanta, "
+          f"from {min(course.delays)} to {max(course.delays)}, {len(course.slips)} slips, "
+          f"{course.lost} lost of {course.lost + len(course.delays)} blocks, "
+          f"CPU {100 * share:.2f} % of a core", flush=True)
+    for second, old, new in course.slips[:5]:
+        print(f"    at {second:.2f} s: {old} -> {new} frames")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--route", help="a program that makes the route and says \"ready\"")
+    parser.add_argument("--program", help="the built program")
+    parser.add_argument("--client", help="its command-line client")
+    parser.add_argument("--seconds", type=int, default=30, help="length of the track")
+    parser.add_argument("--quanta", type=int, nargs="+", default=[256, 1024])
+    parser.add_argument("--no-loopback", action="store_true", help="leave the comparison out")
+    arguments = parser.parse_args()
+    subjects = [] if arguments.no_loopback else [Loopback()]
+    if arguments.route:
+        subjects.append(Command(arguments.route))
+    if arguments.program:
+        subjects.append(Program(arguments.program, arguments.client))
+    with tempfile.TemporaryDirectory() as folder:
+        track = os.path.join(folder, "track.wav")
+        soundtrack.write_track(track, arguments.seconds)
+        for quantum in arguments.quanta:
+            run("pw-metadata", "-n", "settings", "0", "clock.force-quantum", str(quantum))
+            for subject in subjects:
+                with subject:
+                    report(subject, quantum, *measure(subject, track, folder, arguments.seconds))
+
+
+if __name__ == "__main__":
+    main()

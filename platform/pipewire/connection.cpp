@@ -1,0 +1,168 @@
+#include "platform/pipewire/connection.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace
+{
+// The socket appears a moment before the server listens on it: after each appearance a few tries
+// are made, and then none until the next.
+constexpr int triesAfterAppearance = 20;
+constexpr timespec retryDelay{0, 50'000'000};
+
+Connection *self(void *data)
+{
+    return static_cast<Connection *>(data);
+}
+} // namespace
+
+const pw_core_events Connection::coreEvents = [] {
+    pw_core_events events{};
+    events.version = PW_VERSION_CORE_EVENTS;
+    events.done = [](void *data, uint32_t, int sequence) { self(data)->onDone(sequence); };
+    events.error = [](void *data, uint32_t id, int, int result, const char *) {
+        self(data)->onError(id, result);
+    };
+    return events;
+}();
+
+const pw_registry_events Connection::registryEvents = [] {
+    pw_registry_events events{};
+    events.version = PW_VERSION_REGISTRY_EVENTS;
+    events.global = [](void *data, uint32_t id, uint32_t, const char *type, uint32_t,
+                       const spa_dict *properties) {
+        self(data)->serverObjects.add(id, type, properties);
+        self(data)->notifyChanged();
+    };
+    events.global_remove = [](void *data, uint32_t id) {
+        self(data)->serverObjects.remove(id);
+        self(data)->notifyChanged();
+    };
+    return events;
+}();
+
+Connection &Connection::instance()
+{
+    // Never destroyed: streams of other objects with static lifetime may still use it.
+    static Connection *connection = new Connection;
+    return *connection;
+}
+
+Connection::Connection()
+{
+    pw_init(nullptr, nullptr);
+    loop = pw_thread_loop_new("pw-connection", nullptr);
+    pw_properties *properties =
+        pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", PW_KEY_APP_NAME, "Quorvane",
+                          PW_KEY_APP_ICON_NAME, "audio-card", nullptr);
+    context = pw_context_new(pw_thread_loop_get_loop(loop), properties, 0);
+    const auto onLost = [](void *data, uint64_t) {
+        self(data)->disconnect();
+        self(data)->connect();
+    };
+    lostEvent = pw_loop_add_event(pw_thread_loop_get_loop(loop), onLost, this);
+    const auto onRetry = [](void *data, uint64_t) { self(data)->connect(); };
+    retryTimer = pw_loop_add_timer(pw_thread_loop_get_loop(loop), onRetry, this);
+    watch = std::make_unique<ServerWatch>(pw_thread_loop_get_loop(loop), [this] {
+        retriesLeft = triesAfterAppearance;
+        connect();
+    });
+    pw_thread_loop_start(loop);
+    const Lock lock(*this);
+    connect();
+    waitUntil([this] { return !core || isListed; }, std::chrono::seconds(2));
+}
+
+void Connection::addObserver(ConnectionObserver *observer)
+{
+    observers.push_back(observer);
+}
+
+void Connection::removeObserver(ConnectionObserver *observer)
+{
+    std::erase(observers, observer);
+}
+
+bool Connection::waitUntil(const std::function<bool()> &condition,
+                           std::chrono::milliseconds longest)
+{
+    timespec deadline{};
+    pw_thread_loop_get_time(loop, &deadline, longest.count() * SPA_NSEC_PER_MSEC);
+    while (!condition())
+        if (pw_thread_loop_timed_wait_full(loop, &deadline) < 0)
+            return condition();
+    return true;
+}
+
+void Connection::flushDataThread()
+{
+    const auto nothing = [](spa_loop *, bool, uint32_t, const void *, size_t, void *) { return 0; };
+    pw_data_loop_invoke(pw_context_get_data_loop(context), nothing, 0, nullptr, 0, true, nullptr);
+}
+
+void Connection::connect()
+{
+    if (core)
+        return;
+    core = pw_context_connect(context, nullptr, 0);
+    if (!core) {
+        retryLater();
+        return;
+    }
+    retriesLeft = 0;
+    pw_core_add_listener(core, &coreListener, &coreEvents, this);
+    registry = pw_core_get_registry(core, PW_VERSION_REGISTRY, 0);
+    pw_registry_add_listener(registry, &registryListener, &registryEvents, this);
+    listingSequence = pw_core_sync(core, PW_ID_CORE, 0);
+}
+
+void Connection::disconnect()
+{
+    if (!core)
+        return;
+    isListed = false;
+    for (ConnectionObserver *observer : std::vector(observers))
+        observer->serverLost();
+    serverObjects.clear();
+    spa_hook_remove(&registryListener);
+    pw_proxy_destroy(reinterpret_cast<pw_proxy *>(registry));
+    registry = nullptr;
+    spa_hook_remove(&coreListener);
+    pw_core_disconnect(core);
+    core = nullptr;
+    signal();
+}
+
+void Connection::retryLater()
+{
+    if (retriesLeft == 0)
+        return;
+    --retriesLeft;
+    timespec delay = retryDelay;
+    pw_loop_update_timer(pw_thread_loop_get_loop(loop), retryTimer, &delay, nullptr, false);
+}
+
+void Connection::notifyChanged()
+{
+    if (isListed)
+        for (ConnectionObserver *observer : std::vector(observers))
+            observer->objectsChanged();
+    signal();
+}
+
+void Connection::onDone(int sequence)
+{
+    if (isListed || sequence != listingSequence)
+        return;
+    isListed = true;
+    for (ConnectionObserver *observer : std::vector(observers))
+        observer->serverCame();
+    signal();
+}
+
+void Connection::onError(uint32_t id, int result)
+{
+    // The core must not be destroyed from inside its own event.
+    if (id == PW_ID_CORE && result == -EPIPE)
+        pw_loop_signal_event(pw_thread_loop_get_loop(loop), lostEvent);
+}

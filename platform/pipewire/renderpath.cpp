@@ -1,0 +1,96 @@
+#include "platform/pipewire/renderpath.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+// The largest quantum of a graph, and room for a resampler that asks for more than one at once.
+constexpr uint32_t largestBuffer = 4 * 8192;
+} // namespace
+
+void RenderPath::prepare(const SampleFormat &format)
+{
+    frameBytes = format.frameBytes();
+    streamRate = format.sampleRate;
+    const auto frames = uint32_t(uint64_t(periodFrames) * streamRate / periodRate);
+    grantedFrames.store(frames);
+    visibleFrames.store(frames);
+    ring.resize(largestBuffer * frameBytes);
+    staging.resize(size_t(largestBuffer) * frameBytes);
+}
+
+void RenderPath::reset()
+{
+    ring.discard();
+    isRequested = false;
+}
+
+void RenderPath::process(pw_stream *stream) noexcept
+{
+    pw_buffer *buffer = pw_stream_dequeue_buffer(stream);
+    if (!buffer)
+        return;
+    spa_data &data = buffer->buffer->datas[0];
+    const uint32_t most = std::min(data.maxsize / frameBytes, largestBuffer);
+    const auto frames =
+        buffer->requested ? uint32_t(std::min<uint64_t>(buffer->requested, most)) : most;
+    const uint32_t bytes = frames * frameBytes;
+    if (data.data) {
+        const uint32_t taken = ring.read(data.data, bytes);
+        std::memset(static_cast<BYTE *>(data.data) + taken, 0, bytes - taken);
+    }
+    data.chunk->offset = 0;
+    data.chunk->stride = int32_t(frameBytes);
+    data.chunk->size = bytes;
+    buffer->size = frames;
+    pw_stream_queue_buffer(stream, buffer);
+    grantedFrames.store(frames, std::memory_order_relaxed);
+    if (isRunning())
+        signalClient();
+}
+
+UINT32 RenderPath::bufferSize()
+{
+    visibleFrames.store(grantedFrames.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    return visibleFrames.load(std::memory_order_relaxed);
+}
+
+UINT32 RenderPath::padding() const
+{
+    return std::min(ring.available() / frameBytes, visibleFrames.load(std::memory_order_relaxed));
+}
+
+HRESULT RenderPath::getBuffer(UINT32 frames, BYTE **data)
+{
+    if (!data)
+        return E_POINTER;
+    *data = nullptr;
+    if (isRequested)
+        return AUDCLNT_E_OUT_OF_ORDER;
+    if (isLost())
+        return AUDCLNT_E_DEVICE_INVALIDATED;
+    // Against what the client was told, not against a quantum that has changed since.
+    if (frames > visibleFrames.load(std::memory_order_relaxed) - padding())
+        return AUDCLNT_E_BUFFER_TOO_LARGE;
+    requested = frames;
+    isRequested = frames != 0;
+    *data = frames != 0 ? staging.data() : nullptr;
+    return S_OK;
+}
+
+HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
+{
+    if ((flags & ~AUDCLNT_BUFFERFLAGS_SILENT) != 0)
+        return E_INVALIDARG;
+    if (!isRequested)
+        return frames == 0 ? S_OK : AUDCLNT_E_OUT_OF_ORDER;
+    if (frames > requested)
+        return AUDCLNT_E_INVALID_SIZE;
+    isRequested = false;
+    const uint32_t bytes = frames * frameBytes;
+    if (flags & AUDCLNT_BUFFERFLAGS_SILENT)
+        std::memset(staging.data(), 0, bytes);
+    ring.write(staging.data(), bytes);
+    return S_OK;
+}

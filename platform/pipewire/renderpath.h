@@ -1,0 +1,36 @@
+// Samples from a client to the server.
+#pragma once
+
+#include "platform/pipewire/samplering.h"
+#include "platform/pipewire/streampath.h"
+
+#include <vector>
+
+/// The client fills one quantum ahead: the buffer is as large as what the next cycle takes, so no
+/// more than that is ever between the client and the graph.
+class RenderPath final : public StreamPath
+{
+public:
+    void prepare(const SampleFormat &format) override;
+    void reset() override;
+    void process(pw_stream *stream) noexcept override;
+
+    // The client's side; one thread at a time.
+
+    /// Frames; may change from one call to the next, with the quantum.
+    [[nodiscard]] UINT32 bufferSize();
+    /// Frames that wait for the graph, at most bufferSize().
+    [[nodiscard]] UINT32 padding() const;
+    HRESULT getBuffer(UINT32 frames, BYTE **data);
+    HRESULT releaseBuffer(UINT32 frames, DWORD flags);
+
+private:
+    uint32_t frameBytes = 0;
+    uint32_t streamRate = 0;
+    SampleRing ring;
+    std::vector<BYTE> staging;
+    std::atomic<uint32_t> grantedFrames{periodFrames};
+    std::atomic<uint32_t> visibleFrames{periodFrames}; ///< what the client was last told
+    UINT32 requested = 0;                              ///< of a GetBuffer that is not released
+    bool isRequested = false;
+};

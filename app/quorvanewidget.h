@@ -72,7 +72,9 @@ private:
     void createChannels();
     void startServices();
     void connectCommands();
+    void connectRoutingCommands();
     void connectLevelCommands();
+    void connectMixCommands();
     void connectEndpointEvents();
     void onQuitApp();
     void onAboutToQuit();
@@ -110,8 +112,51 @@ private:
     [[nodiscard]] HWND nativeWindow() const { return reinterpret_cast<HWND>(winId()); }
     void onSwitchOutputDevice(tavoriDeviceType deviceType, const QString &deviceName,
                               const QString &deviceID);
+    void onSwitchInputDevice(tavoriDeviceType deviceType, const QString &deviceName,
+                             const QString &deviceID);
     void onSetCurrentOutputDevice(const QString &deviceName, const QString &deviceID);
     void onSetCurrentInputDevice(const QString &deviceName, const QString &deviceID);
+
+    void onSetAppDefaultDevice(const QString &appName);
+
+    // Modes and on-demand channels
+    [[nodiscard]] QString defaultRenderId() const;
+    [[nodiscard]] QString defaultCaptureId() const;
+    /// Makes the endpoint the default again, unless it is empty or `exceptId`.
+    void restoreDefault(bool output, const QString &defaultId, const QString &exceptId);
+    void onAddOutputDevice(const QString &outputDeviceName);
+    void onRemoveOutputDevice(const QString &outputDeviceName);
+    void onSetControlMode(tavoriSoftwareMode mode);
+    void takeControlMode(tavoriSoftwareMode mode);
+    void onFinishSetControlMode(tavoriSoftwareMode mode);
+
+    // Synthesizers and the gaming/chat mix
+    /// An order to one channel's, or the microphone's, part in a mix.
+    template <typename Value>
+    void orderMix(const char *handler, void (tavoriOutputDevice::*channelOrder)(Value),
+                  void (WASAPIMicrophoneCapturer::*capturerOrder)(Value), const QString &deviceName,
+                  const QString &deviceID, Value value);
+    void onAddToPersonalSynthesizer(const QString &deviceName, const QString &deviceID,
+                                    bool checked);
+    void onAddToStreamingSynthesizer(const QString &deviceName, const QString &deviceID,
+                                     bool checked);
+    void onSetPersonalSynthesizerDeviceVolume(const QString &deviceName, const QString &deviceID,
+                                              uint volume);
+    void onSetPersonalSynthesizerDeviceMute(const QString &deviceName, const QString &deviceID,
+                                            bool mute);
+    void onSetStreamingSynthesizerDeviceVolume(const QString &deviceName, const QString &deviceID,
+                                               uint volume);
+    void onSetStreamingSynthesizerDeviceMute(const QString &deviceName, const QString &deviceID,
+                                             bool mute);
+    void onSwitchPersonalSynthesizerDevice(const QString &deviceName, const QString &deviceID);
+    void onSwitchStreamingSynthesizerDevice(const QString &deviceName, const QString &deviceID);
+    void takeStreamSpeakerLevel(const QString &deviceID);
+    void setStreamSpeakerLevel(int volume, bool mute);
+    void reopenMicrophoneOutput(const MicrophoneOutput &output, const QString &deviceName,
+                                const QString &deviceID);
+    void onSwitchMicrophoneInputDevice(const QString &deviceName, const QString &deviceID);
+    void onSetGamingChatMixEnable(bool isEnable);
+    void onSetGamingChatMixProportion(int gamingMixProportion, int chatMixProportion);
 
     // Levels. `handler` is the name that stands in the log lines.
     void answerDeviceMute(const char *handler, const QString &deviceName, const QString &deviceID);

@@ -2,8 +2,6 @@
 #include "app/quorvanewidget.h"
 #include "common/channels.h"
 #include "endpoints/systemsoundmonitor.h"
-#include "engines/wasapiaudioplayer.h"
-#include "engines/wasapimicrophonecapturer.h"
 #include "streams/tavoriinputdevice.h"
 #include "streams/tavorioutputdevice.h"
 
@@ -129,15 +127,7 @@ void QuorvaneWidget::openMicrophoneChannel(const QString &captureId, const QStri
     microphoneDevice->setDeviceName(channel.fullName());
     microphoneDevice->setEndpointID(renderId);
 
-    if (microphoneCapturer) {
-        microphoneCapturer->setAudioOutput(nullptr);
-        if (microphonePlayer)
-            microphonePlayer->closeDevice();
-        else
-            microphonePlayer = createMicrophonePlayer();
-        microphonePlayer->openDevice(renderId, channel.fullName());
-        microphoneCapturer->setAudioOutput(microphonePlayer);
-    }
+    reopenMicrophoneOutput(microphoneOutputs[0], channel.fullName(), renderId);
     openDeviceFile(*microphoneDevice, channel, driverIndex);
 }
 

@@ -196,14 +196,7 @@ void QuorvaneWidget::applyLevel(QString deviceName, const QString &deviceID, boo
         }
     } else if (controlMode == StreamerMode &&
                deviceName == channelOfType(tavoriStream)->fullName()) {
-        forEachOutput([&](tavoriOutputDevice &device) {
-            device.setStreamSpeakerVolume(volume);
-            device.setStreamSpeakerMute(muted);
-        });
-        if (microphoneCapturer) {
-            microphoneCapturer->setStreamSpeakerVolume(volume);
-            microphoneCapturer->setStreamSpeakerMute(muted);
-        }
+        setStreamSpeakerLevel(volume, muted);
     }
 }
 

@@ -1,6 +1,7 @@
 // Where the channels' sound goes, and which endpoints are default.
 #include "app/quorvanewidget.h"
 #include "endpoints/systemsoundmonitor.h"
+#include "engines/wasapimicrophonecapturer.h"
 #include "streams/tavorioutputdevice.h"
 
 #include <QDebug>
@@ -48,6 +49,17 @@ void QuorvaneWidget::onSwitchOutputDevice(tavoriDeviceType deviceType, const QSt
     qInfo() << "onSwitchOutputDevice() : end";
 }
 
+void QuorvaneWidget::onSwitchInputDevice(tavoriDeviceType deviceType, const QString &deviceName,
+                                         const QString &deviceID)
+{
+    qInfo() << "onSwitchInputDevice() :" << deviceType << deviceName << deviceID;
+    if (deviceType != tavoriChatCapture)
+        qCritical() << "Unknown device!";
+    else if (microphoneCapturer)
+        microphoneCapturer->restartCapture(deviceID, deviceName, 2);
+    qInfo() << "onSwitchInputDevice() : end";
+}
+
 void QuorvaneWidget::onSetCurrentOutputDevice(const QString &deviceName, const QString &deviceID)
 {
     qInfo() << "onSetCurrentOutputDevice() :" << deviceName << deviceID;
@@ -62,4 +74,11 @@ void QuorvaneWidget::onSetCurrentInputDevice(const QString &deviceName, const QS
     if (systemSoundMonitor)
         systemSoundMonitor->setSystemDefaultDevice(false, deviceID);
     qInfo() << "onSetCurrentInputDevice() : end";
+}
+
+void QuorvaneWidget::onSetAppDefaultDevice(const QString &appName)
+{
+    // Without a session manager there is nobody to move an application.
+    qInfo() << "onSetAppDefaultDevice() :" << appName;
+    qInfo() << "onSetAppDefaultDevice() : end";
 }

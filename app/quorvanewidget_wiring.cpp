@@ -12,21 +12,65 @@ void QuorvaneWidget::connectCommands()
             &QuorvaneWidget::onGetOutputDeviceInfos);
     connect(link, &WebSocketServer::sigGetInputDeviceInfos, this,
             &QuorvaneWidget::onGetInputDeviceInfos);
-    connect(link, &WebSocketServer::sigSwitchOutputDevice, this,
-            &QuorvaneWidget::onSwitchOutputDevice);
-    connect(link, &WebSocketServer::sigSetCurrentOutputDevice, this,
-            &QuorvaneWidget::onSetCurrentOutputDevice);
-    connect(link, &WebSocketServer::sigSetCurrentInputDevice, this,
-            &QuorvaneWidget::onSetCurrentInputDevice);
+    connectRoutingCommands();
     connectLevelCommands();
+    connect(link, &WebSocketServer::sigSetControlMode, this, &QuorvaneWidget::onSetControlMode);
+    connectMixCommands();
     connect(link, &WebSocketServer::sigGetAudioSessionInfos, this,
             &QuorvaneWidget::onGetAudioSessionInfos);
     connect(link, &WebSocketServer::sigGetDeviceAudioSessionInfos, this,
             &QuorvaneWidget::onGetDeviceAudioSessionInfos);
+    connect(link, &WebSocketServer::sigSetAppDefaultAudioEndpoint, this,
+            [this](int, const QString &appName) { onSetAppDefaultDevice(appName); });
+    connect(link, &WebSocketServer::sigAddOutputDevice, this, &QuorvaneWidget::onAddOutputDevice);
+    connect(link, &WebSocketServer::sigRemoveOutputDevice, this,
+            &QuorvaneWidget::onRemoveOutputDevice);
+    connect(link, &WebSocketServer::sigFinishSetControlMode, this,
+            &QuorvaneWidget::onFinishSetControlMode);
     connect(link, &WebSocketServer::sigAddMemoryCheck, this, [this](uint pid) {
         memoryCheck->addMonitorProcess(pid);
         memoryCheck->start();
     });
+}
+
+void QuorvaneWidget::connectRoutingCommands()
+{
+    WebSocketServer *link = webSocketServer.data();
+    connect(link, &WebSocketServer::sigSwitchOutputDevice, this,
+            &QuorvaneWidget::onSwitchOutputDevice);
+    connect(link, &WebSocketServer::sigSwitchInputDevice, this,
+            &QuorvaneWidget::onSwitchInputDevice);
+    connect(link, &WebSocketServer::sigSetCurrentOutputDevice, this,
+            &QuorvaneWidget::onSetCurrentOutputDevice);
+    connect(link, &WebSocketServer::sigSetCurrentInputDevice, this,
+            &QuorvaneWidget::onSetCurrentInputDevice);
+}
+
+void QuorvaneWidget::connectMixCommands()
+{
+    WebSocketServer *link = webSocketServer.data();
+    connect(link, &WebSocketServer::sigSwitchPersonalSynthesizerDevice, this,
+            &QuorvaneWidget::onSwitchPersonalSynthesizerDevice);
+    connect(link, &WebSocketServer::sigAddToPersonalSynthesizer, this,
+            &QuorvaneWidget::onAddToPersonalSynthesizer);
+    connect(link, &WebSocketServer::sigSwitchStreamingSynthesizerDevice, this,
+            &QuorvaneWidget::onSwitchStreamingSynthesizerDevice);
+    connect(link, &WebSocketServer::sigAddToStreamingSynthesizer, this,
+            &QuorvaneWidget::onAddToStreamingSynthesizer);
+    connect(link, &WebSocketServer::sigSwitchMicrophoneInputDevice, this,
+            &QuorvaneWidget::onSwitchMicrophoneInputDevice);
+    connect(link, &WebSocketServer::sigSetPersonalSynthesizerDeviceVolume, this,
+            &QuorvaneWidget::onSetPersonalSynthesizerDeviceVolume);
+    connect(link, &WebSocketServer::sigSetPersonalSynthesizerDeviceMute, this,
+            &QuorvaneWidget::onSetPersonalSynthesizerDeviceMute);
+    connect(link, &WebSocketServer::sigSetStreamingSynthesizerDeviceVolume, this,
+            &QuorvaneWidget::onSetStreamingSynthesizerDeviceVolume);
+    connect(link, &WebSocketServer::sigSetStreamingSynthesizerDeviceMute, this,
+            &QuorvaneWidget::onSetStreamingSynthesizerDeviceMute);
+    connect(link, &WebSocketServer::sigSetGamingChatMixEnable, this,
+            &QuorvaneWidget::onSetGamingChatMixEnable);
+    connect(link, &WebSocketServer::sigSetGamingChatMixProportion, this,
+            &QuorvaneWidget::onSetGamingChatMixProportion);
 }
 
 void QuorvaneWidget::connectLevelCommands()

@@ -1,0 +1,144 @@
+// The two control modes, and the channels that exist on demand.
+#include "app/quorvanewidget.h"
+#include "common/channels.h"
+#include "endpoints/systemsoundmonitor.h"
+#include "engines/wasapimicrophonecapturer.h"
+#include "link/websocketserver.h"
+#include "streams/tavorioutputdevice.h"
+
+#include <QDebug>
+
+namespace
+{
+struct OnDemandChannel
+{
+    QLatin1StringView word; ///< the client's name for it
+    tavoriDeviceType type;
+};
+
+constexpr std::array onDemandChannels{
+    OnDemandChannel{QLatin1StringView("Browser"), tavoriBrowser},
+    OnDemandChannel{QLatin1StringView("Aux2"), tavoriAux2},
+    OnDemandChannel{QLatin1StringView("Aux3"), tavoriAux3},
+};
+
+/// Null for any other word.
+const Channel *onDemandChannelOf(const QString &word)
+{
+    for (const OnDemandChannel &row : onDemandChannels) {
+        if (word == row.word)
+            return channelOfType(row.type);
+    }
+    return nullptr;
+}
+} // namespace
+
+QString QuorvaneWidget::defaultRenderId() const
+{
+    return systemSoundMonitor ? systemSoundMonitor->getDefaultOutputDeviceInfo()
+                                    .value(QLatin1StringView("deviceID"))
+                                    .toString()
+                              : QString();
+}
+
+QString QuorvaneWidget::defaultCaptureId() const
+{
+    return systemSoundMonitor ? systemSoundMonitor->getDefaultInputDeviceInfo()
+                                    .value(QLatin1StringView("deviceID"))
+                                    .toString()
+                              : QString();
+}
+
+void QuorvaneWidget::restoreDefault(bool output, const QString &defaultId, const QString &exceptId)
+{
+    if (systemSoundMonitor && !defaultId.isEmpty() && defaultId != exceptId)
+        systemSoundMonitor->setSystemDefaultDevice(output, defaultId);
+}
+
+void QuorvaneWidget::onAddOutputDevice(const QString &outputDeviceName)
+{
+    qInfo() << "onAddOutputDevice() :" << outputDeviceName;
+    // Showing an endpoint can make it the default: the one of before is put back.
+    const QString defaultId = defaultRenderId();
+    const Channel *channel = onDemandChannelOf(outputDeviceName);
+    if (channel) {
+        const QString id = findVirtualEndpointId(channel->shortName, false);
+        enableEndpoint(id);
+        OutputDevicePointer &device = *outputSlot(channel->type);
+        if (!device) {
+            device.reset(new tavoriOutputDevice(this));
+            connectLog(*device);
+        }
+        openDevice(id, channel->fullName(), false);
+        restoreDefault(true, defaultId, id);
+        if (webSocketServer)
+            webSocketServer->finishAddOutputDevice(outputDeviceName);
+    } else if (webSocketServer) {
+        webSocketServer->cannotAddOutputDevice(outputDeviceName);
+    }
+    qInfo() << "onAddOutputDevice() : end";
+}
+
+void QuorvaneWidget::onRemoveOutputDevice(const QString &outputDeviceName)
+{
+    qInfo() << "onRemoveOutputDevice() :" << outputDeviceName;
+    const QString defaultId = defaultRenderId();
+    const Channel *channel = onDemandChannelOf(outputDeviceName);
+    if (channel) {
+        const QString id = findVirtualEndpointId(channel->shortName, false);
+        disableEndpoint(id);
+        restoreDefault(true, defaultId, id);
+        if (const OutputDevicePointer &device = *outputSlot(channel->type))
+            device->closeDevice();
+        if (webSocketServer)
+            webSocketServer->finishRemoveOutputDevice(outputDeviceName);
+    } else if (webSocketServer) {
+        webSocketServer->cannotRemoveOutputDevice(outputDeviceName);
+    }
+    qInfo() << "onRemoveOutputDevice() : end";
+}
+
+void QuorvaneWidget::onSetControlMode(tavoriSoftwareMode mode)
+{
+    qInfo() << "onSetControlMode() :" << mode;
+    const QString captureId = defaultCaptureId();
+    const QString renderId = defaultRenderId();
+    const QString stream = channelOfType(tavoriStream)->shortName;
+    const QString captureStreamId = findVirtualEndpointId(stream, true);
+    const QString renderStreamId = findVirtualEndpointId(stream, false);
+
+    // Normal stops the channels before Stream goes; Streamer shows Stream before they start.
+    if (mode == NormalMode) {
+        takeControlMode(mode);
+        disableEndpoint(captureStreamId);
+        disableEndpoint(renderStreamId);
+        restoreDefault(false, captureId, captureStreamId);
+        restoreDefault(true, renderId, renderStreamId);
+    } else if (mode == StreamerMode) {
+        enableEndpoint(captureStreamId);
+        enableEndpoint(renderStreamId);
+        restoreDefault(false, captureId, {});
+        restoreDefault(true, renderId, {});
+        takeControlMode(mode);
+    }
+    qInfo() << "onSetControlMode() : end";
+}
+
+void QuorvaneWidget::takeControlMode(tavoriSoftwareMode mode)
+{
+    controlMode = mode;
+    controlModeChanging = true;
+    forEachOutput([mode](tavoriOutputDevice &device) { device.setControlMode(mode, true); });
+    if (microphoneCapturer)
+        microphoneCapturer->setControlMode(mode, true);
+}
+
+void QuorvaneWidget::onFinishSetControlMode(tavoriSoftwareMode mode)
+{
+    qInfo() << "onFinishSetControlMode() :" << mode;
+    controlModeChanging = false;
+    forEachOutput([](tavoriOutputDevice &device) { device.finishControlMode(); });
+    if (microphoneCapturer)
+        microphoneCapturer->finishControlMode();
+    qInfo() << "onFinishSetControlMode() : end";
+}

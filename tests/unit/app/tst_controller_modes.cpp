@@ -1,0 +1,198 @@
+// Streamer mode, the on-demand channels, and what both do to endpoints and defaults.
+#include "platform/simulated/calls.h"
+#include "platform/simulated/devicefiles.h"
+#include "platform/simulated/endpoints.h"
+#include "platform/simulated/notifications.h"
+#include "platform/simulated/streams.h"
+#include "tests/unit/app/channelfeed.h"
+#include "tests/unit/app/controllerfixture.h"
+
+#include <QTest>
+
+namespace
+{
+void toStreamerMode(ControllerFixture &fixture)
+{
+    fixture.send("setControlMode", {{"mode", "StreamerMode"}});
+    fixture.send("finishSetControlMode", {{"mode", "StreamerMode"}});
+    fixture.settle();
+    // Whatever showing Stream has raised is not this test's matter.
+    QVERIFY(fixture.waitForLog("Info: onFinishSetControlMode() : end"));
+    fixture.clearEvents();
+}
+} // namespace
+
+class ControllerModesTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void streamIsShownInStreamerModeOnly()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        const auto stateOf = [](const QString &id) { return simulated::endpoint(id).state; };
+        toStreamerMode(fixture);
+        QCOMPARE(stateOf(fixture.renderId(tavoriStream)), DEVICE_STATE_ACTIVE);
+        QCOMPARE(stateOf(fixture.captureId(tavoriStream)), DEVICE_STATE_ACTIVE);
+        fixture.send("setControlMode", {{"mode", "NormalMode"}});
+        fixture.settle();
+        QCOMPARE(stateOf(fixture.renderId(tavoriStream)), DEVICE_STATE_DISABLED);
+        QCOMPARE(stateOf(fixture.captureId(tavoriStream)), DEVICE_STATE_DISABLED);
+        QCOMPARE(simulated::defaultEndpoint(eRender), fixture.speakers);
+    }
+
+    void noDefaultMeansNoDefaultCall()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        simulated::setDefault(eRender, QString());
+        simulated::setDefault(eCapture, QString());
+        simulated::clearCalls();
+        fixture.send("setControlMode", {{"mode", "StreamerMode"}});
+        fixture.send("setControlMode", {{"mode", "NormalMode"}});
+        fixture.settle();
+        QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
+    }
+
+    void virtualEndpointsAreForcedBackToFullLevel_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<bool>("capture");
+        QTest::addColumn<bool>("forced");
+        QTest::newRow("Aux") << int(tavoriAux) << false << true;
+        QTest::newRow("Gaming") << int(tavoriGame) << false << true;
+        QTest::newRow("Microphone, render side") << int(tavoriChatCapture) << false << true;
+        QTest::newRow("Microphone, capture side") << int(tavoriChatCapture) << true << false;
+        QTest::newRow("Stream") << int(tavoriStream) << false << false;
+    }
+
+    void virtualEndpointsAreForcedBackToFullLevel()
+    {
+        QFETCH(const int, type);
+        QFETCH(const bool, capture);
+        QFETCH(const bool, forced);
+        ControllerFixture fixture;
+        fixture.start();
+        toStreamerMode(fixture);
+        const auto channel = static_cast<tavoriDeviceType>(type);
+        const QString id = capture ? fixture.captureId(channel) : fixture.renderId(channel);
+        simulated::clearCalls();
+        simulated::changeVolumeFromOutside(id, 0.4f);
+        if (!forced) {
+            QCOMPARE(fixture.waitForEvent("deviceControlChanged").value("deviceVolume").toInt(),
+                     40);
+            QCOMPARE(qRound(simulated::endpoint(id).volume * 100), 40);
+            return;
+        }
+        QTRY_COMPARE(simulated::endpoint(id).volume, 1.0f);
+        simulated::changeMuteFromOutside(id, true);
+        QTRY_VERIFY(!simulated::endpoint(id).muted);
+        fixture.settle();
+        QCOMPARE(simulated::countCalls("IAudioEndpointVolume::SetMasterVolumeLevelScalar"), 1);
+        QCOMPARE(simulated::countCalls("IAudioEndpointVolume::SetMute"), 1);
+        QCOMPARE(fixture.pendingEvents(), QStringList());
+    }
+
+    void fullLevelNeedsNoForce()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        toStreamerMode(fixture);
+        simulated::clearCalls();
+        simulated::changeVolumeFromOutside(fixture.renderId(tavoriAux), 1.0f);
+        QVERIFY(fixture.waitForLog("Info: onDeviceControlChanged() : end"));
+        fixture.settle();
+        QCOMPARE(simulated::calls().filter("IAudioEndpointVolume::Set"), QStringList());
+        QCOMPARE(fixture.pendingEvents(), QStringList());
+    }
+
+    void realEndpointsAreOnlyTold()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        toStreamerMode(fixture);
+        simulated::changeVolumeFromOutside(fixture.headset, 0.4f);
+        QCOMPARE(fixture.waitForEvent("deviceControlChanged").value("deviceVolume").toInt(), 40);
+        QCOMPARE(qRound(simulated::endpoint(fixture.headset).volume * 100), 40);
+    }
+
+    void onDemandChannels_data()
+    {
+        QTest::addColumn<QString>("word");
+        QTest::addColumn<int>("type");
+        QTest::newRow("Browser") << "Browser" << int(tavoriBrowser);
+        QTest::newRow("Aux2") << "Aux2" << int(tavoriAux2);
+        QTest::newRow("Aux3") << "Aux3" << int(tavoriAux3);
+    }
+
+    void onDemandChannels()
+    {
+        QFETCH(const QString, word);
+        QFETCH(const int, type);
+        const auto channel = static_cast<tavoriDeviceType>(type);
+        const QString file = channelOfType(channel)->fileSuffix;
+        ControllerFixture fixture;
+        fixture.start();
+        const QString id = fixture.renderId(channel);
+
+        // Removing what was never added still hides the endpoint and reports success.
+        fixture.send("removeOutputDevice", {{"outputDeviceName", word}});
+        QCOMPARE(fixture.waitForEvent("finishRemoveOutputDevice"),
+                 QJsonObject({{"outputDeviceName", word}}));
+        QCOMPARE(simulated::openDeviceFiles(file), 0);
+
+        for (int round = 0; round < 2; ++round) {
+            fixture.send("addOutputDevice", {{"outputDeviceName", word}});
+            QCOMPARE(fixture.waitForEvent("finishAddOutputDevice"),
+                     QJsonObject({{"outputDeviceName", word}}));
+            QCOMPARE(simulated::endpoint(id).state, DEVICE_STATE_ACTIVE);
+            QCOMPARE(simulated::openDeviceFiles(file), 1);
+            QCOMPARE(simulated::defaultEndpoint(eRender), fixture.speakers);
+        }
+        fixture.send("removeOutputDevice", {{"outputDeviceName", word}});
+        QCOMPARE(fixture.waitForEvent("finishRemoveOutputDevice"),
+                 QJsonObject({{"outputDeviceName", word}}));
+        QCOMPARE(simulated::endpoint(id).state, DEVICE_STATE_DISABLED);
+        QTRY_COMPARE(simulated::openDeviceFiles(file), 0);
+    }
+
+    void otherWordsAreRefused()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        for (const QString word : {"browser", "Aux", "Gaming", ""}) {
+            fixture.send("addOutputDevice", {{"outputDeviceName", word}});
+            QCOMPARE(fixture.waitForEvent("cannotAddOutputDevice"),
+                     QJsonObject({{"outputDeviceName", word}}));
+            fixture.send("removeOutputDevice", {{"outputDeviceName", word}});
+            QCOMPARE(fixture.waitForEvent("cannotRemoveOutputDevice"),
+                     QJsonObject({{"outputDeviceName", word}}));
+        }
+    }
+
+    void channelOpenedLateInStreamerModeHasFullLevel()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        toStreamerMode(fixture);
+        simulated::setVolume(fixture.renderId(tavoriBrowser), 0.3f);
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Browser"}});
+        (void)fixture.waitForEvent("finishAddOutputDevice");
+        // What it took shows once Normal mode lets its main output sound.
+        fixture.send("setControlMode", {{"mode", "NormalMode"}});
+        fixture.send("finishSetControlMode", {{"mode", "NormalMode"}});
+        fixture.send("switchDevice",
+                     {{"deviceType", "outputDevice"},
+                      {"routeDeviceName", "tavori - Browser (tavori Virtual Audio Device)"},
+                      {"deviceName", "Headset"},
+                      {"deviceID", fixture.headset}});
+        fixture.settle();
+        auto stream = simulated::waitForRenderStream(fixture.headset);
+        QVERIFY(stream);
+        QCOMPARE(sampleHeard(stream, "tavori.Browser.WaveSpeaker", 12000), 12000);
+    }
+};
+
+QTEST_MAIN(ControllerModesTest)
+#include "tst_controller_modes.moc"

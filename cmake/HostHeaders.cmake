@@ -23,11 +23,11 @@ endforeach()
 target_compile_options(Qt6::Core INTERFACE -Wno-attributes)
 
 # The C libraries' headers stand beside those of glibc, which must not be seen: link each one's
-# directory into a place of its own, and let pkg-config name no other.
+# directory into a place of its own.
 set(host_header_links ${CMAKE_BINARY_DIR}/host-headers)
 file(MAKE_DIRECTORY ${host_header_links})
 foreach(library libswresample libavutil)
     file(CREATE_LINK ${host_includes}/${library} ${host_header_links}/${library} SYMBOLIC)
 endforeach()
-include_directories(SYSTEM ${host_header_links})
-set(ENV{PKG_CONFIG_SYSTEM_INCLUDE_PATH} "/usr/include:${host_includes}")
+add_library(PkgConfig::SWRESAMPLE INTERFACE IMPORTED)
+target_include_directories(PkgConfig::SWRESAMPLE SYSTEM INTERFACE ${host_header_links})

@@ -23,6 +23,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <utility>
 
 namespace
 {
@@ -47,8 +48,12 @@ public slots:
     void play(const QByteArray &block)
     {
         const QMutexLocker locker(&mutex);
+        // A fill that was too short matters only if the sound went on.
+        if (!lastBlock.isValid() || lastBlock.restart() > 200)
+            openShortFills = 0;
+        lastBlock.start();
+        shortFills += std::exchange(openShortFills, 0);
         bytes.append(block);
-        lastBlock.restart();
     }
 
 public:
@@ -61,8 +66,8 @@ public:
             bytes.remove(0, bytes.size() - queueLimit);
         }
         const auto taken = std::min<UINT32>(frames, UINT32(bytes.size() / frameBytes));
-        if (taken < frames && lastBlock.isValid() && lastBlock.elapsed() < 200)
-            ++shortFills;
+        if (taken < frames)
+            ++openShortFills;
         std::memcpy(to, bytes.constData(), size_t(taken) * frameBytes);
         bytes.remove(0, qsizetype(taken) * frameBytes);
         return taken;
@@ -72,6 +77,7 @@ public:
     int shortFills = 0;
 
 private:
+    int openShortFills = 0;
     QMutex mutex;
     QByteArray bytes;
     QElapsedTimer lastBlock;
@@ -145,6 +151,7 @@ int main(int argc, char **argv)
     Queue queue;
     queue.moveToThread(&worker);
     worker.start();
+    QMetaObject::invokeMethod(&queue, requestRealtime);
     const std::unique_ptr<QThread> player(
         QThread::create(playTarget, client.get(), render.get(), event, &queue));
     player->start(QThread::TimeCriticalPriority);

@@ -38,7 +38,7 @@ private:
 
     Presence &presenceOf(const card::CardEndpoint &endpoint);
     void appear(Presence &presence);
-    void tapWhenListed(Presence &presence);
+    void updateTap(Presence &presence);
     void vanish(Presence &presence);
     [[nodiscard]] bool isListed(const card::CardEndpoint &endpoint) const;
 
@@ -106,7 +106,7 @@ void Card::serverLost()
 void Card::objectsChanged()
 {
     for (Presence &presence : presences)
-        tapWhenListed(presence);
+        updateTap(presence);
     for (auto &line : lines)
         line->update();
 }
@@ -124,15 +124,19 @@ void Card::appear(Presence &presence)
     presence.node = std::make_unique<CardNode>(connection, *presence.endpoint);
 }
 
-/// A stream whose target the session manager has not prepared yet would be refused for good.
-void Card::tapWhenListed(Presence &presence)
+void Card::updateTap(Presence &presence)
 {
     const card::CardEndpoint &endpoint = *presence.endpoint;
-    if (!presence.node || presence.tap || endpoint.flow != eRender || !isListed(endpoint))
+    FrameRing *ring =
+        endpoint.flow == eRender ? speakerRing(endpoint.channel->fileSuffix) : nullptr;
+    // A stream whose target the session manager has not prepared yet would be refused for good.
+    if (!presence.node || !ring || !isListed(endpoint))
         return;
-    if (FrameRing *ring = speakerRing(endpoint.channel->fileSuffix))
-        presence.tap =
-            std::make_unique<SpeakerTap>(connection, endpoint.nodeName.toStdString(), *ring);
+    const std::string name = endpoint.nodeName.toStdString();
+    if (!presence.tap)
+        presence.tap = std::make_unique<SpeakerTap>(connection, name, *ring);
+    presence.tap->setClaimed(
+        connection.objects().hasLinkInto(*connection.objects().nodeOfName(name)));
 }
 
 void Card::vanish(Presence &presence)

@@ -55,15 +55,15 @@ Connection::Connection()
     pw_properties *properties =
         pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", PW_KEY_APP_NAME, "Quorvane",
                           PW_KEY_APP_ICON_NAME, "audio-card", nullptr);
-    context = pw_context_new(pw_thread_loop_get_loop(loop), properties, 0);
+    context = pw_context_new(messageLoop(), properties, 0);
     const auto onLost = [](void *data, uint64_t) {
         self(data)->disconnect();
         self(data)->connect();
     };
-    lostEvent = pw_loop_add_event(pw_thread_loop_get_loop(loop), onLost, this);
+    lostEvent = pw_loop_add_event(messageLoop(), onLost, this);
     const auto onRetry = [](void *data, uint64_t) { self(data)->connect(); };
-    retryTimer = pw_loop_add_timer(pw_thread_loop_get_loop(loop), onRetry, this);
-    watch = std::make_unique<ServerWatch>(pw_thread_loop_get_loop(loop), [this] {
+    retryTimer = pw_loop_add_timer(messageLoop(), onRetry, this);
+    watch = std::make_unique<ServerWatch>(messageLoop(), [this] {
         retriesLeft = triesAfterAppearance;
         connect();
     });
@@ -139,7 +139,7 @@ void Connection::retryLater()
         return;
     --retriesLeft;
     timespec delay = retryDelay;
-    pw_loop_update_timer(pw_thread_loop_get_loop(loop), retryTimer, &delay, nullptr, false);
+    pw_loop_update_timer(messageLoop(), retryTimer, &delay, nullptr, false);
 }
 
 void Connection::notifyChanged()
@@ -164,5 +164,5 @@ void Connection::onError(uint32_t id, int result)
 {
     // The core must not be destroyed from inside its own event.
     if (id == PW_ID_CORE && result == -EPIPE)
-        pw_loop_signal_event(pw_thread_loop_get_loop(loop), lostEvent);
+        pw_loop_signal_event(messageLoop(), lostEvent);
 }

@@ -50,6 +50,7 @@ public:
     // All below with the loop locked.
 
     [[nodiscard]] bool isConnected() const { return core != nullptr && isListed; }
+    [[nodiscard]] pw_loop *messageLoop() const { return pw_thread_loop_get_loop(loop); }
     [[nodiscard]] pw_core *serverCore() const { return core; }
     [[nodiscard]] const ServerObjects &objects() const { return serverObjects; }
     void addObserver(ConnectionObserver *observer);

@@ -1,5 +1,7 @@
 #include "platform/pipewire/renderpath.h"
 
+#include "platform/posix/events.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -7,6 +9,8 @@ namespace
 {
 // The largest quantum of a graph, and room for a resampler that asks for more than one at once.
 constexpr uint32_t largestBuffer = 4 * 8192;
+// A resampler asks for a few frames more or less each time.
+constexpr uint32_t resamplerSway = 16;
 } // namespace
 
 void RenderPath::prepare(const SampleFormat &format)
@@ -36,17 +40,45 @@ void RenderPath::process(pw_stream *stream) noexcept
     const auto frames =
         buffer->requested ? uint32_t(std::min<uint64_t>(buffer->requested, most)) : most;
     const uint32_t bytes = frames * frameBytes;
-    if (data.data) {
-        const uint32_t taken = ring.read(data.data, bytes);
+    const uint32_t taken = data.data ? ring.read(data.data, bytes) : 0;
+    if (data.data)
         std::memset(static_cast<BYTE *>(data.data) + taken, 0, bytes - taken);
-    }
     data.chunk->offset = 0;
     data.chunk->stride = int32_t(frameBytes);
     data.chunk->size = bytes;
     buffer->size = frames;
     pw_stream_queue_buffer(stream, buffer);
-    grantedFrames.store(frames, std::memory_order_relaxed);
+
+    const bool isLarger = frames > grantedFrames.load(std::memory_order_relaxed);
+    if (taken < bytes && !isLarger && isFed.load(std::memory_order_relaxed))
+        isPunctual.store(false, std::memory_order_relaxed);
+    grant(frames);
     if (isRunning())
+        callClient(frames);
+}
+
+void RenderPath::grant(uint32_t frames) noexcept
+{
+    const uint32_t before = grantedFrames.load(std::memory_order_relaxed);
+    if (frames > before || frames + resamplerSway < before)
+        grantedFrames.store(frames, std::memory_order_relaxed);
+}
+
+void RenderPath::callClient(uint32_t frames) noexcept
+{
+    const std::chrono::nanoseconds half(uint64_t(frames) * 1'000'000'000 / streamRate / 2);
+    if (!isPunctual.load(std::memory_order_relaxed) || !posix::setEventAfter(clientEvent(), half))
+        signalClient();
+}
+
+void RenderPath::setRunning(bool now)
+{
+    isFed.store(false);
+    isPunctual.store(now && posix::allowDelay(clientEvent()));
+    StreamPath::setRunning(now);
+    // The buffer is empty: a first event at once, which also makes a wait that has begun before
+    // look at the event's timer from now on.
+    if (now)
         signalClient();
 }
 
@@ -92,5 +124,6 @@ HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
     if (flags & AUDCLNT_BUFFERFLAGS_SILENT)
         std::memset(staging.data(), 0, bytes);
     ring.write(staging.data(), bytes);
+    isFed.store(true, std::memory_order_relaxed);
     return S_OK;
 }

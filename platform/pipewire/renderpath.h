@@ -8,12 +8,18 @@
 
 /// The client fills one quantum ahead: the buffer is as large as what the next cycle takes, so no
 /// more than that is ever between the client and the graph.
+///
+/// The client's event comes in the middle of the cycle: sound that came out of the graph in this
+/// cycle has then reached the client and goes back into the next one, where an event at the
+/// cycle's start would send silence and the sound one quantum later. A client that was too slow
+/// once gets its events at the cycle's start from then on, with twice the time to answer.
 class RenderPath final : public StreamPath
 {
 public:
     void prepare(const SampleFormat &format) override;
     void reset() override;
     void process(pw_stream *stream) noexcept override;
+    void setRunning(bool now) override;
 
     // The client's side; one thread at a time.
 
@@ -25,12 +31,17 @@ public:
     HRESULT releaseBuffer(UINT32 frames, DWORD flags);
 
 private:
+    void grant(uint32_t frames) noexcept;
+    void callClient(uint32_t frames) noexcept;
+
     uint32_t frameBytes = 0;
     uint32_t streamRate = 0;
     SampleRing ring;
     std::vector<BYTE> staging;
     std::atomic<uint32_t> grantedFrames{periodFrames};
     std::atomic<uint32_t> visibleFrames{periodFrames}; ///< what the client was last told
+    std::atomic<bool> isFed{false};                    ///< the client has filled since the start
+    std::atomic<bool> isPunctual{false};               ///< and never too late
     UINT32 requested = 0;                              ///< of a GetBuffer that is not released
     bool isRequested = false;
 };

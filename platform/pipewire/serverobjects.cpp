@@ -12,6 +12,11 @@ std::string property(const spa_dict *properties, const char *key)
     const char *value = properties ? spa_dict_lookup(properties, key) : nullptr;
     return value ? value : "";
 }
+
+uint32_t idProperty(const spa_dict *properties, const char *key)
+{
+    return uint32_t(std::strtoul(property(properties, key).c_str(), nullptr, 10));
+}
 } // namespace
 
 void ServerObjects::add(uint32_t id, std::string_view type, const spa_dict *properties)
@@ -19,10 +24,11 @@ void ServerObjects::add(uint32_t id, std::string_view type, const spa_dict *prop
     if (type == PW_TYPE_INTERFACE_Node) {
         nodes[id] = property(properties, PW_KEY_NODE_NAME);
     } else if (type == PW_TYPE_INTERFACE_Port) {
-        const std::string node = property(properties, PW_KEY_NODE_ID);
-        portTable[id] = Port{id, uint32_t(std::strtoul(node.c_str(), nullptr, 10)),
+        portTable[id] = Port{id, idProperty(properties, PW_KEY_NODE_ID),
                              property(properties, PW_KEY_PORT_DIRECTION) == "out",
                              property(properties, PW_KEY_AUDIO_CHANNEL)};
+    } else if (type == PW_TYPE_INTERFACE_Link) {
+        linkInputs[id] = idProperty(properties, PW_KEY_LINK_INPUT_NODE);
     }
 }
 
@@ -30,12 +36,14 @@ void ServerObjects::remove(uint32_t id)
 {
     nodes.erase(id);
     portTable.erase(id);
+    linkInputs.erase(id);
 }
 
 void ServerObjects::clear()
 {
     nodes.clear();
     portTable.clear();
+    linkInputs.clear();
 }
 
 std::optional<uint32_t> ServerObjects::nodeOfName(std::string_view name) const
@@ -52,6 +60,12 @@ std::vector<ServerObjects::Port> ServerObjects::ports(uint32_t node, bool isOutp
         if (port.node == node && port.isOutput == isOutput)
             result.push_back(port);
     return result;
+}
+
+bool ServerObjects::hasLinkInto(uint32_t node) const
+{
+    return std::any_of(linkInputs.begin(), linkInputs.end(),
+                       [node](const auto &link) { return link.second == node; });
 }
 
 bool ServerObjects::isLinkable(uint32_t node) const

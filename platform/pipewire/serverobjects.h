@@ -1,4 +1,4 @@
-// The nodes and ports that the server lists.
+// The nodes, ports and links that the server lists.
 #pragma once
 
 #include <cstdint>
@@ -32,10 +32,13 @@ public:
     [[nodiscard]] std::optional<uint32_t> nodeOfName(std::string_view name) const;
     [[nodiscard]] bool hasNode(uint32_t id) const { return nodes.contains(id); }
     [[nodiscard]] std::vector<Port> ports(uint32_t node, bool isOutput) const;
+    /// Whether anything plays into the node, or could at any moment.
+    [[nodiscard]] bool hasLinkInto(uint32_t node) const;
     /// Whether the session manager has given the node its ports: before, it can't be linked.
     [[nodiscard]] bool isLinkable(uint32_t node) const;
 
 private:
     std::map<uint32_t, std::string> nodes;
     std::map<uint32_t, Port> portTable;
+    std::map<uint32_t, uint32_t> linkInputs; ///< link to the node at its input
 };

@@ -15,6 +15,8 @@ constexpr spa_audio_channel positions[] = {
     SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR, SPA_AUDIO_CHANNEL_FLC, SPA_AUDIO_CHANNEL_FRC,
     SPA_AUDIO_CHANNEL_RC, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR,
 };
+constexpr char groupName[] = "quorvane";
+
 uint32_t maskOf(const SampleFormat &format)
 {
     if (std::popcount(format.channelMask) == int(format.channels))
@@ -49,6 +51,8 @@ pw_properties *allProperties(const ServerStream::Request &request)
         PW_KEY_APP_NAME, "Quorvane", PW_KEY_TARGET_OBJECT, request.targetNode.c_str(),
         // The routes and levels are ours to keep: the session manager must not bring back others.
         "state.restore-target", "false", "state.restore-props", "false", nullptr);
+    if (request.startsGrouped)
+        pw_properties_set(properties, PW_KEY_NODE_GROUP, groupName);
     if (request.properties) {
         pw_properties_update(properties, &request.properties->dict);
         pw_properties_free(request.properties);
@@ -90,11 +94,14 @@ ServerStream::ServerStream(Connection &connection, const Request &request, Strea
                       std::size(parameters));
 }
 
-ServerStream::~ServerStream()
+void ServerStream::close()
 {
+    if (!stream)
+        return;
     // The listener goes with the stream: the data thread may be calling it until then.
     isClosing = true;
     pw_stream_destroy(stream);
+    stream = nullptr;
 }
 
 pw_stream_state ServerStream::state() const
@@ -105,6 +112,14 @@ pw_stream_state ServerStream::state() const
 void ServerStream::setActive(bool active)
 {
     pw_stream_set_active(stream, active);
+}
+
+void ServerStream::setGrouped(bool grouped)
+{
+    // An empty value leaves the group: a property can be changed, but not taken away.
+    const spa_dict_item items[] = {{PW_KEY_NODE_GROUP, grouped ? groupName : ""}};
+    const spa_dict dictionary{0, std::size(items), items};
+    pw_stream_update_properties(stream, &dictionary);
 }
 
 void ServerStream::onStateChanged(pw_stream_state state)

@@ -41,17 +41,22 @@ public:
         SampleFormat format;
         pw_properties *properties; ///< further ones, taken over; may be null
         bool startsActive;
+        bool startsGrouped;
     };
 
     /// `handler` must outlive the stream.
     ServerStream(Connection &connection, const Request &request, StreamHandler &handler);
-    /// No process callback runs any more afterwards.
-    ~ServerStream();
+    ~ServerStream() { close(); }
     ServerStream(const ServerStream &) = delete;
     ServerStream &operator=(const ServerStream &) = delete;
 
+    /// No process callback runs any more afterwards, and nothing else may be called.
+    void close();
+
     [[nodiscard]] pw_stream_state state() const;
     void setActive(bool active);
+    /// In the group, all streams of the program and what they are linked to follow one clock.
+    void setGrouped(bool grouped);
 
 private:
     static const pw_stream_events events;

@@ -71,7 +71,7 @@ HRESULT StreamClient::open(const SampleFormat &format)
     stream = std::make_unique<ServerStream>(
         connection,
         ServerStream::Request{plays ? SPA_DIRECTION_OUTPUT : SPA_DIRECTION_INPUT, nodeName,
-                              "Quorvane", format, clientProperties(), false},
+                              "Quorvane", format, clientProperties(), false, true},
         path);
     connection.addObserver(this);
     const auto isReady = [&] { return path.isLost() || stream->state() >= PW_STREAM_STATE_PAUSED; };
@@ -159,6 +159,7 @@ HRESULT StreamClient::Stop()
         stream->setActive(false);
     // No event comes any more when this returns, and its handle may be closed.
     connection.flushDataThread();
+    path.cancelEvent();
     return S_OK;
 }
 

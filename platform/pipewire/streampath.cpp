@@ -14,6 +14,11 @@ void StreamPath::stateChanged(pw_stream_state state)
         markLost();
 }
 
+void StreamPath::cancelEvent()
+{
+    posix::setEventAfter(event.load(), {});
+}
+
 void StreamPath::signalClient() noexcept
 {
     if (HANDLE handle = event.load())

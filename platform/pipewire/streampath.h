@@ -19,10 +19,13 @@ public:
 
     void stateChanged(pw_stream_state state) override;
 
-    /// The client's event is set after each cycle of the graph while the path is running.
+    /// The client's event is set once each cycle of the graph while the path is running.
     void setEvent(HANDLE handle) { event.store(handle); }
     [[nodiscard]] bool hasEvent() const { return event.load() != nullptr; }
-    void setRunning(bool now) { running.store(now); }
+    /// From stopping on, and once the data thread is flushed, no event comes any more.
+    virtual void setRunning(bool now) { running.store(now); }
+    /// Takes back an event that is still to come.
+    void cancelEvent();
     [[nodiscard]] bool isRunning() const { return running.load(); }
 
     /// Ends the stream for the client: its queries fail from now on, and its event is set once more
@@ -32,6 +35,7 @@ public:
 
 protected:
     void signalClient() noexcept;
+    [[nodiscard]] HANDLE clientEvent() const noexcept { return event.load(); }
 
 private:
     std::atomic<HANDLE> event{nullptr};

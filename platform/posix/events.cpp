@@ -5,6 +5,7 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <array>
@@ -23,7 +24,12 @@ class Event final : public Object
 {
 public:
     Event(int descriptor, bool manualReset) : descriptor(descriptor), manualReset(manualReset) {}
-    ~Event() override { ::close(descriptor); }
+    ~Event() override
+    {
+        ::close(descriptor);
+        if (timer.load() >= 0)
+            ::close(timer.load());
+    }
 
     void close() override
     {
@@ -38,11 +44,32 @@ public:
         [[maybe_unused]] const auto written = ::write(descriptor, &one, sizeof(one));
     }
 
-    /// Takes the signal away; false if it was not set.
-    bool consume()
+    /// Makes the timer; false when no descriptor is left.
+    bool allowDelay()
+    {
+        if (timer.load() >= 0)
+            return true;
+        const int made = ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+        int none = -1;
+        if (made >= 0 && !timer.compare_exchange_strong(none, made))
+            ::close(made);
+        return timer.load() >= 0;
+    }
+
+    bool setAfter(std::chrono::nanoseconds delay)
+    {
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(delay);
+        itimerspec order{};
+        order.it_value.tv_sec = seconds.count();
+        order.it_value.tv_nsec = (delay - seconds).count();
+        return ::timerfd_settime(timer.load(), 0, &order, nullptr) == 0;
+    }
+
+    /// Takes the signal away; false if it was not set. `byTimer` is where it came from.
+    bool consume(bool byTimer = false)
     {
         uint64_t count = 0;
-        if (::read(descriptor, &count, sizeof(count)) != sizeof(count))
+        if (::read(byTimer ? timer.load() : descriptor, &count, sizeof(count)) != sizeof(count))
             return false;
         // The wake-up of a close is for every waiter: put back what belonged to all.
         if (isClosed())
@@ -52,10 +79,13 @@ public:
 
     [[nodiscard]] bool isClosed() const { return closed.load(); }
 
+    [[nodiscard]] int timerDescriptor() const { return timer.load(); }
+
     const int descriptor;
     const bool manualReset;
 
 private:
+    std::atomic<int> timer{-1}; ///< for delayed signals, made when they are allowed
     std::atomic<bool> closed{false};
 };
 
@@ -96,7 +126,9 @@ public:
         events[count] = dynamic_cast<Event *>(references[count].get());
         if (!events[count])
             return false;
-        polled[count] = {events[count]->descriptor, POLLIN, 0};
+        // poll passes over a descriptor of -1.
+        polled[2 * count] = {events[count]->descriptor, POLLIN, 0};
+        polled[2 * count + 1] = {events[count]->timerDescriptor(), POLLIN, 0};
         ++count;
         return true;
     }
@@ -109,18 +141,24 @@ public:
                 return failed();
         }
         for (DWORD index = 0; index < count; ++index) {
-            if ((polled[index].revents & POLLIN) == 0)
+            const bool isSet = (polled[2 * index].revents & POLLIN) != 0;
+            const bool isTimed = (polled[2 * index + 1].revents & POLLIN) != 0;
+            if (!isSet && !isTimed)
                 continue;
             Event &event = *events[index];
             // Another wait may have been faster with an auto-reset event.
-            if (!event.manualReset && !event.consume())
+            if (!event.manualReset && !(isSet && event.consume()) &&
+                !(isTimed && event.consume(true)))
                 continue;
             return event.isClosed() ? failed() : WAIT_OBJECT_0 + index;
         }
         return std::nullopt;
     }
 
-    int poll(const timespec *timeout) { return ::ppoll(polled.data(), count, timeout, nullptr); }
+    int poll(const timespec *timeout)
+    {
+        return ::ppoll(polled.data(), 2 * count, timeout, nullptr);
+    }
 
 private:
     static DWORD failed()
@@ -131,7 +169,7 @@ private:
 
     std::array<Reference, maximumWaitHandles> references;
     std::array<Event *, maximumWaitHandles> events{};
-    std::array<pollfd, maximumWaitHandles> polled{};
+    std::array<pollfd, 2 * maximumWaitHandles> polled{};
     DWORD count = 0;
 };
 
@@ -166,7 +204,29 @@ bool resetEvent(HANDLE event)
         return false;
     }
     reference->consume();
+    if (reference->timerDescriptor() >= 0)
+        reference->consume(true);
     return true;
+}
+
+bool allowDelay(HANDLE event)
+{
+    const ReferenceTo<Event> reference(event);
+    if (!reference) {
+        setLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
+    return reference->allowDelay();
+}
+
+bool setEventAfter(HANDLE event, std::chrono::nanoseconds delay)
+{
+    const ReferenceTo<Event> reference(event);
+    if (!reference) {
+        setLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
+    return reference->setAfter(delay);
 }
 
 DWORD waitForMultiple(DWORD count, const HANDLE *handles, DWORD milliseconds)

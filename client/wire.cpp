@@ -43,16 +43,22 @@ Exit Wire::open(const QString &host, quint16 port, const QDeadlineTimer &deadlin
         return fail(Exit::Usage, QStringLiteral("\"%1\" is no host").arg(host));
 
     socket.open(url);
-    const auto isSettled = [this] {
-        return isOpen() || socket.state() == QAbstractSocket::UnconnectedState;
+    // A handshake with a stranger fails with a word of its own and leaves the connection open.
+    const QString noError = socket.errorString();
+    const auto isSettled = [&] {
+        return isOpen() || socket.state() == QAbstractSocket::UnconnectedState ||
+               socket.errorString() != noError;
     };
     if (!wait(isSettled, deadline))
         return fail(Exit::TimedOut, QStringLiteral("no answer from %1").arg(place));
     if (isOpen())
         return Exit::Ok;
-    return fail(Exit::NotListening, QStringLiteral("nothing listens on %1 (%2); is Quorvane "
-                                                   "running?")
-                                        .arg(place, socket.errorString()));
+    if (socket.error() == QAbstractSocket::ConnectionRefusedError) {
+        return fail(Exit::NotListening,
+                    QStringLiteral("nothing listens on %1; is Quorvane running?").arg(place));
+    }
+    return fail(Exit::NotListening,
+                QStringLiteral("no connection to %1: %2").arg(place, socket.errorString()));
 }
 
 bool Wire::isOpen() const

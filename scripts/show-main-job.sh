@@ -64,7 +64,7 @@ ctl outputs
 if [ "$1" = yes ]; then
     mapfile -t outputs < <(ctl --json outputs | python3 -c '
 import json, sys
-for device in json.load(sys.stdin)["outputs"]:
+for device in json.load(sys.stdin)["outputDevice"]:
     if "(tavori Virtual Audio Device)" not in device["deviceName"]:
         print(device["deviceName"])')
     [ ${#outputs[@]} -gt 0 ] || fail "there is no output to route to"

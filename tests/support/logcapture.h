@@ -41,6 +41,11 @@ public:
         const QMutexLocker locker(&guard());
         return std::exchange(caught, {});
     }
+    void clear()
+    {
+        const QMutexLocker locker(&guard());
+        caught.clear();
+    }
     /// The lines of one level, as "Critical".
     [[nodiscard]] QStringList linesOf(const QString &level) const
     {

@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Runs a command inside a private PipeWire server, and ends everything with it.
 #
-#   scripts/private-server.sh [--bare] COMMAND [ARGUMENT...]
+#   scripts/private-server.sh [--bare] [--own-network] COMMAND [ARGUMENT...]
 #
 # The server has two outputs, "Speakers" (the default) and "Headset", and one input,
-# "Real microphone"; with --bare it has no endpoints at all. All state stands in a private
-# directory: XDG_RUNTIME_DIR, XDG_DATA_HOME, XDG_STATE_HOME, XDG_CONFIG_HOME, HOME and TMPDIR
-# point there. The exit code is the command's own; 125 says that the server did not come up.
+# "Real microphone"; with --bare it has no endpoints at all. With --own-network the command has
+# loopback addresses of its own, where the system allows that, so that ports clash with nobody's.
+#
+# All state stands in a private directory: XDG_RUNTIME_DIR, XDG_DATA_HOME, XDG_STATE_HOME,
+# XDG_CONFIG_HOME, HOME and TMPDIR point there. The exit code is the command's own; 125 says that the server did not come up.
 #
 # For tests that kill and restart the server, PRIVATE_SERVER_DIR names the directory; the
 # processes' IDs stand in its files pipewire.pid, wireplumber.pid and pipewire-pulse.pid, and
@@ -98,13 +100,18 @@ case "${1:-}" in
     shift
     inside "$@"
     ;;
---bare)
-    kind=bare
-    shift
-    ;;
 esac
+network=shared
+while true; do
+    case "${1:-}" in
+    --bare) kind=bare ;;
+    --own-network) network=own ;;
+    *) break ;;
+    esac
+    shift
+done
 if [ $# -eq 0 ]; then
-    sed -n '2,14s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
+    sed -n '2,17s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
     exit 2
 fi
 
@@ -119,7 +126,17 @@ export XDG_STATE_HOME=$PRIVATE_SERVER_DIR/state
 export XDG_CONFIG_HOME=$PRIVATE_SERVER_DIR/config
 export HOME=$PRIVATE_SERVER_DIR/home
 unset DBUS_SESSION_BUS_ADDRESS PIPEWIRE_REMOTE PIPEWIRE_RUNTIME_DIR PULSE_SERVER PULSE_RUNTIME_PATH
-dbus-run-session -- "$here/private-server.sh" --inside "$kind" "$@"
+isolate=()
+if [ $network = own ]; then
+    for options in --net "--map-root-user --net"; do
+        # shellcheck disable=SC2086
+        if unshare $options ip link set lo up 2>/dev/null; then
+            isolate=(unshare $options sh -c 'ip link set lo up && exec "$@"' sh)
+            break
+        fi
+    done
+fi
+"${isolate[@]}" dbus-run-session -- "$here/private-server.sh" --inside "$kind" "$@"
 code=$?
 if [ "${PRIVATE_SERVER_KEEP:-0}" = 1 ]; then
     echo "private-server: kept $PRIVATE_SERVER_DIR" >&2

@@ -60,19 +60,19 @@ class Tone:
         self.stop()
 
 
-def record(source, seconds, channels=1):
-    """Records interleaved samples, -1.0 to 1.0, from a source such as "speakers.monitor"."""
+def record(source, seconds):
+    """Records the left channel, -1.0 to 1.0, of a source such as "speakers.monitor"."""
     recorder = subprocess.Popen(
         ["parecord", f"--device={source}", "--raw", "--format=s16le", f"--rate={RATE}",
-         f"--channels={channels}", "--latency-msec=20"], stdout=subprocess.PIPE)
+         "--channels=2", "--latency-msec=20"], stdout=subprocess.PIPE)
     try:
-        recorder.stdout.read(int(RATE * 0.1) * 2 * channels)  # the stream's own start
-        data = recorder.stdout.read(int(RATE * seconds) * 2 * channels)
+        recorder.stdout.read(int(RATE * 0.1) * 4)  # the stream's own start
+        data = recorder.stdout.read(int(RATE * seconds) * 4)
     finally:
         recorder.terminate()
         recorder.wait(10)
         recorder.stdout.close()
-    return [sample / 32768 for sample in array.array("h", data)]
+    return [sample / 32768 for sample in array.array("h", data)[::2]]
 
 
 def amplitude_of(samples, hertz):

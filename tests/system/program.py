@@ -1,5 +1,6 @@
 """The program under test, and a client that speaks to it over the wire."""
 import asyncio
+import atexit
 import contextlib
 import json
 import os
@@ -43,9 +44,11 @@ class Client:
     """One WebSocket connection. Events that nobody waited for are kept in `events`."""
 
     def __init__(self, port=PORT):
+        async def connect():
+            return await websockets.connect(f"ws://127.0.0.1:{port}", max_size=None,
+                                            ping_interval=None)
         self.loop = asyncio.new_event_loop()
-        self.socket = self._run(websockets.connect(f"ws://127.0.0.1:{port}", max_size=None,
-                                                   ping_interval=None))
+        self.socket = self._run(connect())
         self.events = []
 
     def _run(self, awaitable, seconds=15):
@@ -129,8 +132,14 @@ class Program:
         environment = dict(os.environ, XDG_DATA_HOME=str(self.data))
         self.process = subprocess.Popen([BUILD / "Quorvane", *arguments], env=environment,
                                         cwd=self.data)
+        atexit.register(self._end_if_left)
         if wait:
             eventually(self._listens, what="the control port")
+
+    def _end_if_left(self):
+        """No failed test leaves a program behind."""
+        if self.process.poll() is None:
+            self.kill()
 
     def _listens(self):
         if self.process.poll() is not None:
@@ -143,7 +152,7 @@ class Program:
     def log(self):
         """The text of the newest log file."""
         files = self.log_files()
-        return files[-1].read_text(encoding="utf-8", newline="") if files else ""
+        return files[-1].read_bytes().decode() if files else ""
 
     def await_log(self, text, seconds=15):
         eventually(lambda: text in self.log(), seconds, f"the log line {text!r}")
@@ -152,7 +161,10 @@ class Program:
         """Ends it over the wire; the exit code."""
         with Client() as client:
             client.send("quitApp")
-        return self.process.wait(20)
+        try:
+            return self.process.wait(20)
+        except subprocess.TimeoutExpired as late:
+            raise AssertionError(f"Quorvane did not end; its log:\n{self.log()[-2000:]}") from late
 
     def kill(self):
         self.process.send_signal(signal.SIGKILL)

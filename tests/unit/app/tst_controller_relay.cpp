@@ -203,7 +203,7 @@ private slots:
         QCOMPARE(
             fixture.waitForEvent("defaultDeviceChanged"),
             QJsonObject(
-                {{"deviceType", "inputDevice"}, {"deviceName", QString()}, {"deviceID", other}}));
+                {{"deviceType", "inputDevice"}, {"deviceName", "Other mic"}, {"deviceID", other}}));
         QCOMPARE(fixture.pendingEvents(), QStringList());
     }
 

@@ -39,6 +39,8 @@ void startCrashCapture()
 
 } // namespace
 
+// Without COM the process is meant to end, at once and by the uncaught error.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char *argv[])
 {
     startCom();

@@ -76,7 +76,7 @@ QLatin1StringView levelWord(QtMsgType type)
 /// A directory of the application's data, made if it is missing, with a trailing separator.
 QString ensureDataDirectory(QLatin1StringView name)
 {
-    const QString path =
+    QString path =
         QDir::toNativeSeparators(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
                                  QDir::separator() + name + QDir::separator());
     if (!QFile::exists(path))

@@ -13,6 +13,7 @@
 class PortLock
 {
 public:
+    static constexpr unsigned short port = 24925;
     static constexpr const char *path = "/tmp/quorvane-port24925.lock";
 
     PortLock() : descriptor(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0666))

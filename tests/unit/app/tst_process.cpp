@@ -16,7 +16,6 @@ namespace
 {
 
 constexpr int boundMs = 30000;
-constexpr int controlPort = 24925;
 const QString localServerName("@tavori_Quorvane_LocalServer_Name_");
 
 /// One process of the program. Its end is the process's end.
@@ -88,7 +87,7 @@ QByteArrayList lines(const PrivateHome &home)
 std::unique_ptr<QWebSocket> connectClient()
 {
     auto client = std::make_unique<QWebSocket>();
-    client->open(QUrl(QString("ws://127.0.0.1:%1").arg(controlPort)));
+    client->open(QUrl(QString("ws://127.0.0.1:%1").arg(PortLock::port)));
     const auto connected = [&client] { return client->state() == QAbstractSocket::ConnectedState; };
     return QTest::qWaitFor(connected, boundMs) ? std::move(client) : nullptr;
 }
@@ -330,7 +329,7 @@ void TestProcess::noLogIsNoObstacle()
     // There is no line to wait for; the port tells when it listens.
     const auto listens = [] {
         QTcpSocket probe;
-        probe.connectToHost("127.0.0.1", controlPort);
+        probe.connectToHost("127.0.0.1", PortLock::port);
         return probe.waitForConnected(100);
     };
     QVERIFY(QTest::qWaitFor(listens, boundMs));

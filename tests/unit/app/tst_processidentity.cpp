@@ -1,15 +1,20 @@
 #include "app/processidentity.h"
+#include "platform/simulated/simulated.h"
 #include "tests/support/logcapture.h"
 
 #include <QLocale>
 #include <QSysInfo>
 #include <QtTest>
 
+#include <cstring>
+
 class TestProcessIdentity : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void init() { simulated::reset(); }
+
     void kernelVersionIsSplitAtDots_data()
     {
         QTest::addColumn<QString>("text");
@@ -45,8 +50,19 @@ private slots:
         QCOMPARE(log.lines(), QStringList("Critical: Fail to get windows version!!!"));
     }
 
+    void versionComesFromTheSystem()
+    {
+        simulated::setSystemVersion(10, 1, 22631);
+        windowsVersion = {};
+        determineWindowsVersion();
+        QCOMPARE(windowsVersion.major, 10);
+        QCOMPARE(windowsVersion.minor, 1);
+        QCOMPARE(windowsVersion.build, 22631);
+    }
+
     void versionComesFromTheKernelWhereTheSystemHasNone()
     {
+        simulated::failNext("readSystemVersion", 1);
         WindowsVersion expected;
         readKernelVersion(QSysInfo::kernelVersion(), expected);
         windowsVersion = {};
@@ -67,6 +83,16 @@ private slots:
         createProcessGuid();
         QVERIFY(!IsEqualGUID(first, processGuid));
         QCOMPARE(log.lines(), QStringList());
+    }
+
+    void missingGuidIsAllZero()
+    {
+        const LogCapture log;
+        std::memset(&processGuid, 0xAA, sizeof(processGuid));
+        simulated::failNext("CoCreateGuid", DWORD(E_FAIL));
+        createProcessGuid();
+        QVERIFY(IsEqualGUID(processGuid, GUID{}));
+        QCOMPARE(log.lines(), QStringList("Critical: Fail to create guid!!!"));
     }
 
     void fiveLinesTellWhatRuns()

@@ -1,6 +1,6 @@
 // quorvanectl as a user meets it: its process, its output and its exit codes.
 #include "fakeprogram.h"
-#include "tests/support/fixedportturn.h"
+#include "tests/support/portlock.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -756,11 +756,10 @@ void TestQuorvanectl::leaveIsTakenProperly()
 
 void TestQuorvanectl::standardPortIsUsed()
 {
-    const FixedPortTurn turn;
-    QVERIFY(turn.isHeld());
+    const PortLock turn;
     FakeProgram standard;
     // A program that takes no turns, such as one that somebody tries by hand, may have it.
-    if (!QTest::qWaitFor([&] { return standard.listen(fixedControlPort); }, patience))
+    if (!QTest::qWaitFor([&] { return standard.listen(PortLock::port); }, patience))
         QSKIP("another program has the control port");
     QCOMPARE(Run({"inputs"}).finish().code, int(Ok));
     QCOMPARE(standard.received("getInputDeviceInfos").size(), 1);

@@ -1,7 +1,7 @@
 // Listening, the one client slot, pings and the life of connections.
 #include "link/randomport.h"
 #include "linkfixture.h"
-#include "tests/support/fixedportturn.h"
+#include "tests/support/portlock.h"
 #include "tests/support/logcapture.h"
 
 #include <QElapsedTimer>
@@ -151,20 +151,19 @@ void TestLinkTransport::handshakeNamesTheServer()
 
 void TestLinkTransport::fixedPortTaken()
 {
-    const FixedPortTurn turn;
-    QVERIFY(turn.isHeld());
+    const PortLock turn;
     // Whether this takes the port or another program has it: it is taken.
     QTcpServer holder;
-    holder.listen(QHostAddress::Any, fixedControlPort);
+    holder.listen(QHostAddress::Any, PortLock::port);
 
     LogCapture log;
     WebSocketServer link(nullptr);
     QElapsedTimer sinceFailure;
     sinceFailure.start();
-    QVERIFY(!link.startListen(fixedControlPort));
+    QVERIFY(!link.startListen(PortLock::port));
     const QStringList failure = log.take();
     QCOMPARE(failure.size(), 1);
-    QVERIFY2(failure.first().startsWith(failureStart(fixedControlPort)), qPrintable(failure[0]));
+    QVERIFY2(failure.first().startsWith(failureStart(PortLock::port)), qPrintable(failure[0]));
     QVERIFY2(failure.first().endsWith('"'), qPrintable(failure[0]));
 
     QVERIFY(waitUntil([&] { return !log.lines().isEmpty(); }));
@@ -173,7 +172,7 @@ void TestLinkTransport::fixedPortTaken()
     QVERIFY(waitUntil([&] { return !log.linesOf("Info").isEmpty(); }));
     const quint16 port = portIn(log.linesOf("Info").last());
     QVERIFY(isByTheRule(port));
-    QVERIFY(port != fixedControlPort);
+    QVERIFY(port != PortLock::port);
     QVERIFY(WireClient(port).isConnected());
 }
 

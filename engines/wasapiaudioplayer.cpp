@@ -13,16 +13,6 @@ namespace
 constexpr int playThreadWaitMs = 500;
 constexpr int workerThreadWaitMs = 100;
 
-/// Ends a thread that was asked to stop; false if it still runs after the wait and is left to
-/// its own end.
-bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds)
-{
-    if (!thread || thread->wait(milliseconds))
-        return true;
-    retire(thread.release());
-    return false;
-}
-
 } // namespace
 
 WASAPIAudioPlayer::WASAPIAudioPlayer()

@@ -1,21 +1,27 @@
 #include "engines/wasapimicrophonecapturer.h"
 
+#include "engines/capturestream.h"
 #include "platform/threads.h"
 
 #include <QDebug>
 #include <QThread>
 #include <QTimer>
 
+#include <utility>
+
 namespace
 {
 
 constexpr int retryIntervalMs = 1500;
+constexpr int captureThreadWaitMs = 500;
 constexpr int workerThreadWaitMs = 100;
 
 } // namespace
 
 WASAPIMicrophoneCapturer::WASAPIMicrophoneCapturer()
-    : workerThread(std::make_unique<QThread>()), retryTimer(std::make_unique<QTimer>())
+    : workerThread(std::make_unique<QThread>()),
+      maximumPacketCount(std::make_shared<std::atomic<int>>(0)),
+      retryTimer(std::make_unique<QTimer>())
 {
     moveToThread(workerThread.get());
     workerThread->start(QThread::InheritPriority);
@@ -34,8 +40,7 @@ WASAPIMicrophoneCapturer::~WASAPIMicrophoneCapturer()
     }
     stopCapture();
     workerThread->quit();
-    if (!workerThread->wait(workerThreadWaitMs))
-        retire(workerThread.release());
+    waitAndEnd(std::move(workerThread), workerThreadWaitMs);
     qInfo() << "WASAPIMicrophoneCapturer::~WASAPIMicrophoneCapturer"
             << ": end";
 }
@@ -67,18 +72,32 @@ QString WASAPIMicrophoneCapturer::deviceID() const
 
 void WASAPIMicrophoneCapturer::setMaximumPacketCount(int count)
 {
-    maximumPacketCount = count;
+    maximumPacketCount->store(count, std::memory_order_relaxed);
 }
 
 void WASAPIMicrophoneCapturer::startCapture()
 {
     const QMutexLocker locker(&captureMutex);
-    if (retryTimer && retryTimer->isActive())
+    if (!retryTimer)
+        return; // a late time-out that met the destructor
+    if (std::exchange(isRetryArmed, false))
         QMetaObject::invokeMethod(retryTimer.get(), &QTimer::stop, Qt::QueuedConnection);
+
     qInfo() << "WASAPIMicrophoneCapturer::startCapture" << currentDeviceName << ": begin";
-    if (currentDeviceID.isEmpty())
-        qInfo() << "WASAPIMicrophoneCapturer::startCapture"
+    if (currentDeviceID.isEmpty()) {
+        qInfo() << "WASAPIMicrophoneCapturer::startCapture" << currentDeviceName
                 << ": Device id is empty";
+    } else if (!capture) {
+        capture = std::make_shared<CaptureStream>(
+            CaptureStreamOptions{.deviceID = currentDeviceID,
+                                 .channels = channels,
+                                 .maximumPacketCount = maximumPacketCount},
+            this);
+        // The thread drops its share of the stream at its end, not with the QThread.
+        captureThread.reset(
+            QThread::create([own = capture]() mutable { std::exchange(own, nullptr)->run(); }));
+        captureThread->start(QThread::TimeCriticalPriority);
+    }
     qInfo() << "WASAPIMicrophoneCapturer::startCapture" << currentDeviceName << ": end";
 }
 
@@ -86,7 +105,7 @@ void WASAPIMicrophoneCapturer::stopCapture()
 {
     const QMutexLocker locker(&captureMutex);
     qInfo() << "WASAPIMicrophoneCapturer::stopCapture" << currentDeviceName << ": begin";
-    isCapturing = false;
+    stopLocked();
     qInfo() << "WASAPIMicrophoneCapturer::stopCapture" << currentDeviceName << ": end";
 }
 
@@ -95,7 +114,22 @@ void WASAPIMicrophoneCapturer::stopCapture(long errCode, QString errString)
     const QMutexLocker locker(&captureMutex);
     qInfo() << "WASAPIMicrophoneCapturer::stopCapture" << currentDeviceName << ": begin" << errCode
             << errString;
-    isCapturing = false;
+    stopLocked();
     qInfo() << "WASAPIMicrophoneCapturer::stopCapture" << currentDeviceName << ": end";
+    if (!retryTimer)
+        return;
+    isRetryArmed = true;
     QMetaObject::invokeMethod(retryTimer.get(), qOverload<>(&QTimer::start), Qt::QueuedConnection);
+}
+
+void WASAPIMicrophoneCapturer::stopLocked()
+{
+    if (!capture)
+        return;
+    capture->quit();
+    if (waitAndEnd(std::move(captureThread), captureThreadWaitMs))
+        capture->closeEvents();
+    else
+        capture->detachReceiver(); // stuck in the platform: it closes its events at its end
+    capture.reset();
 }

@@ -13,17 +13,16 @@
 #include <atomic>
 #include <memory>
 
+class CaptureStream;
 class QThread;
 class QTimer;
 
 /// There is one in the program; it runs for the microphone. The controller opens the players and
 /// attaches them here; outputs, gains and flags survive a stop.
 ///
-/// Not there yet: the capture thread. `startCapture` and `restartCapture` keep the endpoint and
-/// log, and no sound comes from it; all else, the passing on of blocks included, is complete.
-///
 /// Setters and `restartCapture` are called from the controller's thread, `onGetInputData` runs on
-/// the worker thread that the object lives on. No failure is reported but by the log.
+/// the worker thread that the object lives on. No failure is reported but by the log: a capture
+/// that ended by an error stays so until `stopCapture` or `restartCapture`.
 class WASAPIMicrophoneCapturer : public QObject
 {
     Q_OBJECT
@@ -85,17 +84,21 @@ public slots:
     void onGetInputData(QByteArray audioData, int sampleRate, int channels);
 
 private:
+    void stopLocked();
     [[nodiscard]] bool isOnStreamSpeaker() const;
     void applyStreamingGain();
 
     std::unique_ptr<QThread> workerThread; ///< the object lives on it
     mutable QMutex captureMutex;           ///< guards start, stop and the two strings
-    bool isCapturing = false;
     QString currentDeviceID;
     QString currentDeviceName;
-    std::atomic<int> channels{2};
-    std::atomic<int> maximumPacketCount{0};
-    std::unique_ptr<QTimer> retryTimer;
+    int channels = 2; ///< until the endpoint tells its own
+    /// Shared with the capture thread, which may outlive the capturer for a moment.
+    std::shared_ptr<std::atomic<int>> maximumPacketCount;
+    std::shared_ptr<CaptureStream> capture; ///< from start to stop, whatever became of its thread
+    std::unique_ptr<QThread> captureThread;
+    std::unique_ptr<QTimer> retryTimer; ///< null once the destructor has begun
+    bool isRetryArmed = false;
 
     std::atomic<bool> controlModeChanging{false};
     std::atomic<tavoriSoftwareMode> softwareMode{NormalMode};

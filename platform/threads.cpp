@@ -15,3 +15,11 @@ void retire(QThread *thread)
     if (thread->isFinished() || !thread->isRunning())
         thread->deleteLater();
 }
+
+bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds)
+{
+    if (!thread || thread->wait(milliseconds))
+        return true;
+    retire(thread.release());
+    return false;
+}

@@ -1,12 +1,18 @@
 // Helpers for the program's own threads.
 #pragma once
 
+#include <memory>
+
 class QThread;
 
 /// Ends a thread that was asked to stop and waited for with a bound: deletes it when it has
 /// finished, never while it runs (deleting a running QThread aborts). Takes ownership; null is
 /// legal. Callable from any thread.
 void retire(QThread *thread);
+
+/// Waits for a thread that was asked to stop and deletes it; false if it still runs after that
+/// many milliseconds and was retired. Null counts as ended.
+bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds);
 
 /// Asks for real-time scheduling for the calling thread, since Qt's priorities mean nothing
 /// under the ordinary scheduler. Falls back silently to what the rights allow.

@@ -2,7 +2,6 @@
 import asyncio
 import atexit
 import contextlib
-import fcntl
 import json
 import os
 import pathlib
@@ -14,9 +13,6 @@ import time
 import websockets
 
 PORT = 24925
-# The port is one for the whole machine: this test has its turn until its process ends.
-TURN = open("/tmp/quorvane-port24925.lock", "a", encoding="ascii")
-fcntl.flock(TURN, fcntl.LOCK_EX)
 BUILD = pathlib.Path(os.environ["QUORVANE_BUILD"])
 ADAPTER = "tavori Virtual Audio Device"
 

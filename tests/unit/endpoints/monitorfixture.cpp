@@ -80,6 +80,11 @@ SystemSoundMonitor &MonitorFixture::startQuietly()
     return *monitor;
 }
 
+QString MonitorFixture::addUnmonitored()
+{
+    return simulated::addEndpoint({.name = "Later", .volume = 0.75f, .muted = true});
+}
+
 void MonitorFixture::stop()
 {
     received.reset();

@@ -49,7 +49,9 @@ public:
     SystemSoundMonitor &start(bool useWorkerThread = true);
     /// The same; forgets the calls and the lines of its start.
     SystemSoundMonitor &startQuietly();
-    /// Ends it.
+    /// Adds an output that the platform knows and the monitor does not watch: 75 percent, muted.
+    QString addUnmonitored();
+    /// Ends the monitor.
     void stop();
 
     QString speakers;   ///< the default output: 50 percent, audible

@@ -2,6 +2,7 @@
 
 #include <QDeadlineTimer>
 #include <QJsonArray>
+#include <QThread>
 
 namespace
 {

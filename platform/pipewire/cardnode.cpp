@@ -14,8 +14,9 @@ pw_properties *nodeProperties(const card::CardEndpoint &endpoint)
         PW_KEY_NODE_DESCRIPTION, description.c_str(), PW_KEY_NODE_NICK, description.c_str(),
         PW_KEY_MEDIA_CLASS, renders ? "Audio/Sink" : "Audio/Source/Virtual", "audio.position",
         "FL,FR", "audio.rate", "48000", PW_KEY_NODE_VIRTUAL, "true", PW_KEY_OBJECT_LINGER, "false",
-        // What applications play is read at full scale, whatever level the server keeps.
-        "monitor.channel-volumes", "false",
+        // What applications play into a speaker is read at full scale, whatever level the server
+        // keeps; the level of a line is the server's to apply.
+        "monitor.channel-volumes", renders ? "false" : "true",
         // An idle node costs nothing, and a suspended one takes longer to wake.
         "session.suspend-timeout-seconds", "0", nullptr);
 }

@@ -63,7 +63,7 @@ start_server() { # bare|full
     pactl load-module module-null-sink sink_name=headset \
         sink_properties=device.description=Headset >/dev/null || return 1
     pactl load-module module-null-sink sink_name=real_microphone media.class=Audio/Source/Virtual \
-        sink_properties='device.description="Real microphone"' >/dev/null || return 1
+        "sink_properties='device.description=\"Real microphone\"'" >/dev/null || return 1
     await has_endpoints || return 1
     pactl set-default-sink speakers && pactl set-default-source real_microphone
 }

@@ -28,9 +28,9 @@ def sink_named(description):
 
 def load_sink(name, description, **properties):
     """Loads a null sink and gives its module number back."""
-    more = " ".join(f"{key}={value}" for key, value in properties.items())
     return pactl("load-module", "module-null-sink", f"sink_name={name}",
-                 f'sink_properties=device.description="{description}"', *more.split()).strip()
+                 f"sink_properties='device.description=\"{description}\"'",
+                 *(f"{key}={value}" for key, value in properties.items())).strip()
 
 
 def unload(module):

@@ -22,14 +22,24 @@ class RoutingTest(unittest.TestCase):
         self.folder = tempfile.mkdtemp(prefix="quorvane-")
         self.program = Program(self.folder)
         self.client = Client()
+        self.tones = []
+        # The desktop remembers levels from one run to the next.
+        for name, info in self.client.outputs().items():
+            endpoint = {"deviceName": name, "deviceID": info["deviceID"]}
+            self.client.send("setDeviceVolume", deviceVolume=100, **endpoint)
+            self.client.send("setDeviceMute", deviceMute=False, **endpoint)
+        self.client.barrier()
 
     def tearDown(self):
+        # First, lest the server moves their streams elsewhere when the speakers go.
+        for tone in self.tones:
+            tone.stop()
         self.client.close()
         self.program.__exit__(None)
 
     def play(self, short_name, hertz, player="paplay"):
         tone = audio.Tone(self.folder, audio.sink_named(full_name(short_name)), hertz, player)
-        self.addCleanup(tone.stop)
+        self.tones.append(tone)
         return tone
 
     def assert_heard(self, sink, hertz, amplitude=AMPLITUDE):

@@ -31,11 +31,10 @@ class ServerLossTest(unittest.TestCase):
         self.folder = tempfile.mkdtemp(prefix="quorvane-")
 
     def assert_route_sounds(self, client):
-        tone = audio.Tone(self.folder, audio.sink_named(full_name("Gaming")), 440)
-        self.addCleanup(tone.stop)
-        client.route("Gaming", "Headset")
-        eventually(lambda: abs(audio.heard("headset", 440) - AMPLITUDE) < 0.02, 20,
-                   "the tone at Headset")
+        with audio.Tone(self.folder, audio.sink_named(full_name("Gaming")), 440):
+            client.route("Gaming", "Headset")
+            eventually(lambda: abs(audio.heard("headset", 440) - AMPLITUDE) < 0.02, 20,
+                       "the tone at Headset")
 
     def await_endpoints(self, client):
         def are_there():
@@ -61,8 +60,8 @@ class ServerLossTest(unittest.TestCase):
 
     def test_server_killed_and_restarted_while_sound_runs(self):
         with Program(self.folder) as program, Client() as client:
-            self.assert_route_sounds(client)
             for _ in range(3):
+                self.assert_route_sounds(client)
                 stop_server()
                 client.wait_for("deviceNotPresent", 30)
                 eventually(lambda: client.outputs() == {}, 15, "empty lists")

@@ -91,12 +91,11 @@ void EndpointModel::nodeRemoved(EDataFlow flow, quint32 index)
     removeNode(flow, index);
 }
 
-void EndpointModel::defaultsNamed(const QString &sink, const QString &source)
+void EndpointModel::defaultNamed(EDataFlow flow, const QString &name)
 {
     const std::lock_guard lock(mutex);
-    defaultNames = {sink, source};
-    settleDefault(eRender);
-    settleDefault(eCapture);
+    defaultNames[flow] = name;
+    settleDefault(flow);
 }
 
 void EndpointModel::removeNode(EDataFlow flow, quint32 index)

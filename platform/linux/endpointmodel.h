@@ -46,11 +46,10 @@ struct Levels
     bool muted;
 };
 
-/// What is to be sent to the server for a request, if anything.
+/// What is to be sent to the server for a request, unless it failed.
 struct LevelRequest
 {
     HRESULT result = AUDCLNT_E_DEVICE_INVALIDATED; ///< for the caller
-    bool toSend = false;
     EDataFlow flow = eRender;
     quint32 index = 0;
     pa_cvolume volume{}; ///< the channels keep their balance
@@ -76,8 +75,8 @@ public:
     void nodeListed(const Node &node);
     /// An unknown index is ignored.
     void nodeRemoved(EDataFlow flow, quint32 index);
-    /// The names of the default nodes; empty for none.
-    void defaultsNamed(const QString &sink, const QString &source);
+    /// The name of the default node of a flow; empty for none.
+    void defaultNamed(EDataFlow flow, const QString &name);
 
     // What is asked of the card.
     /// The endpoint's node was asked to come or go.
@@ -88,9 +87,10 @@ public:
     bool awaitShown(const QString &id, std::chrono::milliseconds bound);
 
     // Levels.
-    /// The request is read back from now on. S_OK with nothing to send for the level that it has.
+    // A request is read back from now on. It is to be sent even for the level that the endpoint
+    // has: the table may not know yet that somebody has just changed it.
     [[nodiscard]] LevelRequest requestVolume(const QString &id, float scalar, const GUID &context);
-    /// The same; S_FALSE for the state that it has.
+    /// The result is S_FALSE for the state that it has.
     [[nodiscard]] LevelRequest requestMute(const QString &id, bool muted, const GUID &context);
     /// The server answered a request.
     void requestAnswered(const QString &id, TrackedLevel::Ticket ticket, bool taken);

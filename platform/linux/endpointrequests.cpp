@@ -36,10 +36,8 @@ LevelRequest EndpointModel::requestVolume(const QString &id, float scalar, const
     Entry *entry = find(id);
     if (!entry || entry->nodes.empty())
         return {};
-    if (entry->volume.value(TrackedLevel::Clock::now()) == scalar)
-        return {.result = S_OK};
     const Node &node = entry->nodes.front();
-    LevelRequest request{S_OK, true, node.flow, node.index, node.volume, ++lastTicket};
+    LevelRequest request{S_OK, node.flow, node.index, node.volume, ++lastTicket};
     pa_cvolume_scale(&request.volume,
                      static_cast<pa_volume_t>(std::lround(scalar * PA_VOLUME_NORM)));
     entry->volume.request(request.ticket, scalar, context);
@@ -53,11 +51,10 @@ LevelRequest EndpointModel::requestMute(const QString &id, bool muted, const GUI
     if (!entry || entry->nodes.empty())
         return {};
     const float wanted = muted ? 1.0f : 0.0f;
-    if (entry->mute.value(TrackedLevel::Clock::now()) == wanted)
-        return {.result = S_FALSE};
+    const bool isNew = entry->mute.value(TrackedLevel::Clock::now()) != wanted;
     const Node &node = entry->nodes.front();
     entry->mute.request(++lastTicket, wanted, context);
-    return {S_OK, true, node.flow, node.index, node.volume, lastTicket};
+    return {isNew ? S_OK : S_FALSE, node.flow, node.index, node.volume, lastTicket};
 }
 
 void EndpointModel::requestAnswered(const QString &id, TrackedLevel::Ticket ticket, bool taken)

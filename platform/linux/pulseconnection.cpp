@@ -200,7 +200,7 @@ template <typename SendToSink, typename SendToSource>
 HRESULT PulseConnection::send(const QString &id, const LevelRequest &request, SendToSink toSink,
                               SendToSource toSource)
 {
-    if (!request.toSend)
+    if (FAILED(request.result))
         return request.result;
     Reply &reply = replies.emplace_back(Reply{this, id, request});
     pa_operation *operation = nullptr;

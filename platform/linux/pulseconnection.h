@@ -28,10 +28,10 @@ public:
     /// `bound`.
     void waitForFirstListing(std::chrono::milliseconds bound);
 
-    /// S_OK when the request is on its way or needless; AUDCLNT_E_DEVICE_INVALIDATED for an
-    /// endpoint that is not listed.
+    /// S_OK when the request is on its way; AUDCLNT_E_DEVICE_INVALIDATED for an endpoint that is
+    /// not listed.
     HRESULT setVolume(const QString &id, float scalar, const GUID &context);
-    /// The same; S_FALSE when needless.
+    /// The same; S_FALSE when the endpoint seems to be so already.
     HRESULT setMute(const QString &id, bool muted, const GUID &context);
     /// S_OK when the request is on its way; E_NOTFOUND for an unknown endpoint,
     /// AUDCLNT_E_DEVICE_INVALIDATED for one that is not active.

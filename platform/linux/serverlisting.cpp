@@ -53,12 +53,14 @@ Node nodeOf(const Info &info)
             .channels = std::min<WORD>(info.sample_spec.channels, mostChannels)};
 }
 
-// Empty for a default that is no endpoint.
-QString defaultName(const char *name)
+// An empty name for a default that is no endpoint; nothing while the server, whose default has
+// vanished, has not chosen the next.
+std::optional<QString> defaultName(const char *name)
 {
     const QString text = QString::fromUtf8(name);
-    const bool isNone = text == standIn || text.startsWith(QLatin1Char('@')) ||
-                        text.endsWith(QLatin1StringView(".monitor"));
+    if (text.startsWith(QLatin1Char('@')))
+        return std::nullopt;
+    const bool isNone = text == standIn || text.endsWith(QLatin1StringView(".monitor"));
     return isNone ? QString() : text;
 }
 } // namespace
@@ -159,12 +161,19 @@ void ServerListing::queryServer()
 void ServerListing::serverTold(const pa_server_info *info)
 {
     serverQueried = false;
-    if (info)
-        model.defaultsNamed(defaultName(info->default_sink_name),
-                            defaultName(info->default_source_name));
+    if (info) {
+        tellDefault(eRender, info->default_sink_name);
+        tellDefault(eCapture, info->default_source_name);
+    }
     if (std::exchange(serverAgain, false))
         queryServer();
     listFinished();
+}
+
+void ServerListing::tellDefault(EDataFlow flow, const char *name)
+{
+    if (const std::optional<QString> known = defaultName(name))
+        model.defaultNamed(flow, *known);
 }
 
 void ServerListing::listFinished()

@@ -41,6 +41,7 @@ private:
     void queryFinished(Query &query);
     void queryServer();
     void serverTold(const pa_server_info *info);
+    void tellDefault(EDataFlow flow, const char *name);
     void listFinished();
 
     template <typename Info>

@@ -1,0 +1,251 @@
+// No server at start, a server that is killed and comes back, a server that hangs up.
+#include "endpointsinks.h"
+#include "platform/pipewire/card.h"
+#include "privateserver.h"
+
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QtTest>
+
+namespace
+{
+const QString speakers = endpointIdOf("speakers", eRender);
+const QString headset = endpointIdOf("headset", eRender);
+const QString microphone = endpointIdOf("real_microphone", eCapture);
+
+const card::CardEndpoint &gaming()
+{
+    for (const card::CardEndpoint &endpoint : card::endpoints()) {
+        if (endpoint.channel->type == tavoriGame)
+            return endpoint;
+    }
+    qFatal("no such endpoint");
+}
+
+QString socketPath()
+{
+    return qEnvironmentVariable("XDG_RUNTIME_DIR") + "/pulse/native";
+}
+
+/// How often the connection's thread has slept so far.
+qint64 sleepsOfConnection()
+{
+    for (const QString &task :
+         QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile name("/proc/self/task/" + task + "/comm");
+        QFile status("/proc/self/task/" + task + "/status");
+        if (!name.open(QIODevice::ReadOnly) || name.readAll().trimmed() != "endpoints" ||
+            !status.open(QIODevice::ReadOnly))
+            continue;
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith("voluntary_ctxt_switches:"))
+                return line.mid(line.indexOf(':') + 1).trimmed().toLongLong();
+        }
+    }
+    return -1;
+}
+} // namespace
+
+class tst_endpointloss : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+    void cleanupTestCase();
+
+    void noServerAtStart();
+    void nothingWakesUsMeanwhile();
+    void theServerAppears();
+    void theServerIsKilledAndRestarted_data();
+    void theServerIsKilledAndRestarted();
+    void onlyTheGraphIsKilled();
+    void aServerThatHangsUpIsLeftAlone();
+    void aServerThatNeverAnswersHoldsNobody();
+
+private:
+    [[nodiscard]] bool isAllBack() const;
+
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    ComPtr<DeviceSink> sink;
+};
+
+// The platform must not have been touched before: it starts without a server.
+void tst_endpointloss::initTestCase()
+{
+    privateserver::kill();
+    enumerator = makeEnumerator();
+    sink = makeSink<DeviceSink>();
+    QCOMPARE(enumerator->RegisterEndpointNotificationCallback(sink.get()), S_OK);
+}
+
+void tst_endpointloss::cleanup()
+{
+    sink->clear();
+}
+
+void tst_endpointloss::cleanupTestCase()
+{
+    QCOMPARE(enumerator->UnregisterEndpointNotificationCallback(sink.get()), S_OK);
+}
+
+bool tst_endpointloss::isAllBack() const
+{
+    const QStringList events = sink->events();
+    return events.contains("added " + speakers) && events.contains("added " + headset) &&
+           events.contains("added " + microphone) && events.contains("state 1 " + gaming().id) &&
+           defaultId(eRender) == speakers && defaultId(eCapture) == microphone;
+}
+
+void tst_endpointloss::noServerAtStart()
+{
+    QCOMPARE(namesOf(eAll), QStringList());
+    QCOMPARE(defaultId(eRender), QString());
+    QVERIFY(!volumeOf(gaming().id));
+    QCOMPARE(namesOf(eAll, DEVICE_STATE_DISABLED).size(), 11);
+    QCOMPARE(setVisible(gaming().id, true), S_OK);
+    QCOMPARE(stateOf(gaming().id), DEVICE_STATE_NOTPRESENT);
+    QTRY_COMPARE(sink->events(), QStringList("state 4 " + gaming().id));
+}
+
+// A few attempts follow the start, since sockets were left behind; then there is silence.
+void tst_endpointloss::nothingWakesUsMeanwhile()
+{
+    QDeadlineTimer deadline(20000);
+    qint64 before = -1;
+    qint64 after = sleepsOfConnection();
+    QVERIFY(after >= 0);
+    while (after != before && !deadline.hasExpired()) {
+        before = after;
+        QThread::msleep(2500);
+        after = sleepsOfConnection();
+    }
+    QCOMPARE(after, before);
+}
+
+void tst_endpointloss::theServerAppears()
+{
+    QVERIFY(privateserver::start());
+    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 10000);
+    QVERIFY(!sink->events().contains("added " + gaming().id));
+    QVERIFY(!sink->events().contains("state 1 " + speakers));
+    QCOMPARE(sink->nameAt("added " + speakers), QString("Speakers"));
+    QVERIFY(namesOf(eRender).contains(gaming().description));
+    QVERIFY(volumeOf(gaming().id));
+}
+
+void tst_endpointloss::theServerIsKilledAndRestarted_data()
+{
+    QTest::addColumn<bool>("violently");
+    QTest::newRow("killed") << true;
+    QTest::newRow("stopped") << false;
+    QTest::newRow("killed again") << true;
+}
+
+void tst_endpointloss::theServerIsKilledAndRestarted()
+{
+    QFETCH(bool, violently);
+    static int descriptors = 0;
+    static int threads = 0;
+    const ComPtr<IAudioEndpointVolume> volume = volumeOf(speakers);
+    QVERIFY(volume);
+    violently ? privateserver::kill() : privateserver::stop();
+    for (const QString &id : {speakers, headset, microphone, gaming().id}) {
+        QTRY_VERIFY(sink->events().contains("state 4 " + id) ||
+                    sink->events().contains("removed " + id));
+        QVERIFY(stateOf(id) == DEVICE_STATE_NOTPRESENT || stateOf(id) == 0);
+    }
+    QCOMPARE(namesOf(eAll), QStringList());
+    QCOMPARE(defaultId(eRender), QString());
+    float level = 0;
+    QCOMPARE(volume->GetMasterVolumeLevelScalar(&level), AUDCLNT_E_DEVICE_INVALIDATED);
+    QCOMPARE(volume->SetMasterVolumeLevelScalar(0.5f, nullptr), AUDCLNT_E_DEVICE_INVALIDATED);
+
+    sink->clear();
+    QVERIFY(privateserver::start());
+    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 10000);
+    QVERIFY(!sink->events().contains("added " + gaming().id));
+    QVERIFY(!sink->events().contains("state 1 " + speakers));
+    QCOMPARE(volume->SetMasterVolumeLevelScalar(0.5f, nullptr), S_OK);
+
+    if (descriptors == 0) {
+        descriptors = privateserver::openDescriptors();
+        threads = privateserver::threads();
+    }
+    QTRY_COMPARE(privateserver::openDescriptors(), descriptors);
+    QTRY_COMPARE(privateserver::threads(), threads);
+}
+
+// The PulseAudio side lives on and refuses everybody until there is a graph again.
+void tst_endpointloss::onlyTheGraphIsKilled()
+{
+    ::kill(static_cast<pid_t>(privateserver::processId("pipewire")), SIGKILL);
+    QTRY_VERIFY(sink->events().contains("state 4 " + speakers));
+    QTRY_VERIFY(sink->events().contains("state 4 " + gaming().id));
+    sink->clear();
+
+    QProcess graph;
+    QProcess policy;
+    graph.start("pipewire", QStringList());
+    QVERIFY(graph.waitForStarted());
+    policy.start("wireplumber", QStringList());
+    QVERIFY(policy.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(sink->events().contains("state 1 " + gaming().id), 10000);
+    for (QProcess *daemon : {&policy, &graph}) {
+        daemon->terminate();
+        QVERIFY(daemon->waitForFinished());
+    }
+    privateserver::stop();
+    sink->clear();
+    QVERIFY(privateserver::start());
+    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 10000);
+}
+
+void tst_endpointloss::aServerThatHangsUpIsLeftAlone()
+{
+    privateserver::stop();
+    QFile::remove(socketPath());
+    QLocalServer impostor;
+    int calls = 0;
+    connect(&impostor, &QLocalServer::newConnection, this, [&] {
+        while (QLocalSocket *caller = impostor.nextPendingConnection()) {
+            ++calls;
+            caller->abort();
+            caller->deleteLater();
+        }
+    });
+    QVERIFY(impostor.listen(socketPath()));
+    QTRY_VERIFY(calls > 0);
+    int before = -1;
+    QDeadlineTimer deadline(30000);
+    while (calls != before && !deadline.hasExpired()) {
+        before = calls;
+        QTest::qWait(2500);
+    }
+    QCOMPARE(calls, before);
+    QVERIFY2(calls < 20, qPrintable(QString::number(calls)));
+    impostor.close();
+
+    sink->clear();
+    QVERIFY(privateserver::start());
+    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 10000);
+}
+
+void tst_endpointloss::aServerThatNeverAnswersHoldsNobody()
+{
+    privateserver::stop();
+    QFile::remove(socketPath());
+    QLocalServer impostor;
+    QVERIFY(impostor.listen(socketPath()));
+    QVERIFY(impostor.waitForNewConnection(5000));
+    QCOMPARE(namesOf(eAll), QStringList());
+    QCOMPARE(stateOf(gaming().id), DEVICE_STATE_NOTPRESENT);
+    impostor.close();
+    sink->clear();
+    QVERIFY(privateserver::start());
+    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 10000);
+}
+
+QTEST_GUILESS_MAIN(tst_endpointloss)
+#include "tst_endpointloss.moc"

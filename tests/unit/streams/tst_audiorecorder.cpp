@@ -1,81 +1,14 @@
-// Recording a virtual speaker.
+// The recorder, its file names and the head of its files.
+#include "recordingsupport.h"
 #include "speakerbench.h"
 #include "streams/audiorecorder.h"
 #include "streams/recordname.h"
-#include "streams/wavheader.h"
 
-#include <QDir>
-#include <QDirIterator>
-#include <QFile>
 #include <QSemaphore>
-#include <QTemporaryDir>
 #include <QTest>
-
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
 
 namespace
 {
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
-}
-
-/// What the speaker records from a block to a recorder's WAV.
-QByteArray wavOf(const QByteArray &data)
-{
-    return wavHeader(2, 16, 48000, data.size()) + data;
-}
-
-/// The working directory and the place of temporary files, for the length of a test.
-class WorkingDirectory
-{
-public:
-    WorkingDirectory() : before(QDir::currentPath()), temporaryBefore(qgetenv("TMPDIR"))
-    {
-        QDir::setCurrent(directory.path());
-        QDir().mkdir("temporary");
-        qputenv("TMPDIR", directory.filePath("temporary").toLocal8Bit());
-    }
-    ~WorkingDirectory()
-    {
-        QDir::setCurrent(before);
-        if (temporaryBefore.isNull())
-            qunsetenv("TMPDIR");
-        else
-            qputenv("TMPDIR", temporaryBefore);
-    }
-    WorkingDirectory(const WorkingDirectory &) = delete;
-    WorkingDirectory &operator=(const WorkingDirectory &) = delete;
-
-    [[nodiscard]] static QStringList recordings() { return QDir().entryList(QDir::Files); }
-    /// The sizes of the temporary files, which have no name in the directory.
-    [[nodiscard]] QList<qint64> temporaries() const
-    {
-        const QString place = QDir(directory.filePath("temporary")).canonicalPath() + '/';
-        QList<qint64> sizes;
-        QDirIterator open("/proc/self/fd", QDir::Files | QDir::System);
-        while (open.hasNext()) {
-            const QByteArray link = open.next().toLocal8Bit();
-            std::array<char, 4096> target{};
-            struct stat status;
-            if (readlink(link.constData(), target.data(), target.size() - 1) > 0 &&
-                QString::fromLocal8Bit(target.data()).startsWith(place) &&
-                stat(link.constData(), &status) == 0)
-                sizes.append(status.st_size);
-        }
-        return sizes;
-    }
-
-private:
-    QTemporaryDir directory;
-    QString before;
-    QByteArray temporaryBefore;
-};
 
 /// Hands a block over as the speaker thread does.
 void add(AudioRecorder &recorder, const QByteArray &block)
@@ -113,15 +46,6 @@ private slots:
     void aFinishedRecordingLeavesNoTemporary();
     void aFileThatCannotBeOpenedIsNotWritten();
     void withoutATemporaryNothingIsWritten();
-
-    void aSpeakerRecordsWhatTheDriverGives();
-    void aSpeakerRecordsWhileTheControlModeChanges();
-    void aBlockThatIsNoWholeFrameIsRecorded();
-    void aClosedSpeakerDoesNotRecord();
-    void startingTwiceRecordsOnce();
-    void aCloseStopsTheRecordFirst();
-    void aStopWithoutARecordSaysNothing();
-    void aSpeakerThatCannotWriteStillSaysItStarted();
 };
 
 void TestAudioRecorder::theHeaderIsThatOfAWavFile_data()
@@ -343,133 +267,6 @@ void TestAudioRecorder::withoutATemporaryNothingIsWritten()
     recorder.finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), QByteArray());
     QCOMPARE(contentOf("b.wav"), wavOf(tone(2)));
-}
-
-void TestAudioRecorder::aSpeakerRecordsWhatTheDriverGives()
-{
-    const WorkingDirectory directory;
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    QVERIFY(bench.deliver(tone(1)));
-    bench.log.clear();
-    const QDateTime before = QDateTime::currentDateTime();
-    bench.device->startRecord();
-    const QDateTime after = QDateTime::currentDateTime();
-    QCOMPARE(bench.log.take(), QStringList{"Info: Start audio record."});
-
-    QVERIFY(bench.deliver(tone(2)));
-    QVERIFY(bench.deliver(tone(3)));
-    QTRY_COMPARE(directory.temporaries(), QList<qint64>{64});
-    bench.device->stopRecord();
-    QCOMPARE(bench.log.take(), QStringList{"Info: Stop audio record."});
-    QVERIFY(bench.deliver(tone(4)));
-
-    const QString name = WorkingDirectory::recordings().value(0);
-    QVERIFY(name.startsWith("game-") && name.endsWith(".wav"));
-    const auto time =
-        QDateTime::fromString(name.mid(5, name.size() - 9), "yyyy-dd-MM-hh-mm-ss-zzz");
-    QVERIFY(time >= before && time <= after);
-    QCOMPARE(WorkingDirectory::recordings().size(), 1);
-    QCOMPARE(contentOf(name), wavOf(tone(2) + tone(3)));
-}
-
-void TestAudioRecorder::aSpeakerRecordsWhileTheControlModeChanges()
-{
-    const WorkingDirectory directory;
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    const auto stream = bench.initAudioOutput();
-    QVERIFY(stream);
-    bench.device->startRecord();
-    bench.device->setControlMode(NormalMode, true);
-    QVERIFY(bench.deliver(tone(1)));
-    bench.device->finishControlMode();
-    QVERIFY(bench.deliver(tone(2)));
-    QCOMPARE(SpeakerBench::hear(stream, 32), tone(2));
-    QTRY_COMPARE(directory.temporaries(), QList<qint64>{64});
-    bench.device->stopRecord();
-    QCOMPARE(contentOf(WorkingDirectory::recordings().value(0)), wavOf(tone(1) + tone(2)));
-}
-
-void TestAudioRecorder::aBlockThatIsNoWholeFrameIsRecorded()
-{
-    const WorkingDirectory directory;
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->startRecord();
-    QVERIFY(bench.deliver("1234567"));
-    QTRY_COMPARE(directory.temporaries(), QList<qint64>{7});
-    bench.device->stopRecord();
-    QCOMPARE(contentOf(WorkingDirectory::recordings().value(0)), wavOf("1234567"));
-}
-
-void TestAudioRecorder::aClosedSpeakerDoesNotRecord()
-{
-    const WorkingDirectory directory;
-    SpeakerBench bench;
-    bench.log.clear();
-    bench.device->startRecord();
-    QCOMPARE(bench.log.take(), QStringList());
-    // Open, but with no thread.
-    QVERIFY(bench.open(tavoriChatCapture));
-    bench.log.clear();
-    bench.device->startRecord();
-    QCOMPARE(bench.log.take(), QStringList());
-    QCOMPARE(WorkingDirectory::recordings(), QStringList());
-}
-
-void TestAudioRecorder::startingTwiceRecordsOnce()
-{
-    const WorkingDirectory directory;
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->startRecord();
-    bench.log.clear();
-    bench.device->startRecord();
-    QCOMPARE(bench.log.take(), QStringList());
-    QCOMPARE(WorkingDirectory::recordings().size(), 1);
-}
-
-void TestAudioRecorder::aCloseStopsTheRecordFirst()
-{
-    const WorkingDirectory directory;
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->startRecord();
-    QVERIFY(bench.deliver(tone(1)));
-    QTRY_COMPARE(directory.temporaries(), QList<qint64>{32});
-    bench.log.clear();
-    bench.device->closeDevice();
-    QCOMPARE(bench.log.lines().first(2),
-             (QStringList{"Info: Try to close device: 6", "Info: Stop audio record."}));
-    QCOMPARE(contentOf(WorkingDirectory::recordings().value(0)), wavOf(tone(1)));
-}
-
-void TestAudioRecorder::aStopWithoutARecordSaysNothing()
-{
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    QVERIFY(bench.nextReadBegins());
-    bench.log.clear();
-    bench.device->stopRecord();
-    QCOMPARE(bench.log.take(), QStringList());
-}
-
-void TestAudioRecorder::aSpeakerThatCannotWriteStillSaysItStarted()
-{
-    const WorkingDirectory directory;
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    QVERIFY(bench.nextReadBegins());
-    const QString gone = QDir::currentPath() + "/gone";
-    QDir().mkdir(gone);
-    QDir::setCurrent(gone);
-    QVERIFY(QDir().rmdir(gone)); // a working directory that takes no file
-    bench.log.clear();
-    bench.device->startRecord();
-    bench.device->stopRecord();
-    QCOMPARE(bench.log.take(),
-             (QStringList{"Info: Start audio record.", "Info: Stop audio record."}));
 }
 
 QTEST_GUILESS_MAIN(TestAudioRecorder)

@@ -1,48 +1,10 @@
-// How the device files of both kinds of channel are opened and closed, and what they are told.
+// How a virtual speaker's device file is opened and closed, and what it is told.
+#include "driverbytes.h"
 #include "speakerbench.h"
-#include "streams/tavoriinputdevice.h"
 
 #include <QTest>
 
 using simulated::writesTo;
-
-namespace
-{
-
-QByteArray bytes(std::initializer_list<int> values)
-{
-    QByteArray result;
-    for (const int value : values)
-        result.append(static_cast<char>(value));
-    return result;
-}
-
-/// A path as a log line shows it: one quoted string with its backslashes doubled.
-QString quoted(QString path)
-{
-    return path.replace('\\', "\\\\");
-}
-
-struct InputBench
-{
-    InputBench()
-    {
-        simulated::reset();
-        simulated::publishDriver(SpeakerBench::driverIndex);
-        device = std::make_unique<tavoriInputDevice>();
-    }
-    bool open(tavoriDeviceType type = tavoriChatCapture)
-    {
-        return device->openDevice(path.toStdWString().c_str(), type);
-    }
-
-    const QString suffix = "tavori.ChatCapture.Wave";
-    const QString path = SpeakerBench::pathOf(suffix);
-    LogCapture log;
-    std::unique_ptr<tavoriInputDevice> device;
-};
-
-} // namespace
 
 class TestDriverChannel : public QObject
 {
@@ -52,34 +14,25 @@ private slots:
     void aSpeakerTellsTheDriverItsChannel_data();
     void aSpeakerTellsTheDriverItsChannel();
     void theFileIsOpenedForThisProcessAlone();
-    void aCaptureLineTellsTheDriverItsChannel_data();
-    void aCaptureLineTellsTheDriverItsChannel();
 
     void commandsTravelWithoutTheirCode_data();
     void commandsTravelWithoutTheirCode();
     void aCommandToAClosedSpeakerIsNotSent();
 
     void openingAndClosingALineOfASpeakerIsLogged();
-    void openingAndClosingACaptureLineIsLogged();
     void aFailedOpenIsLoggedWithItsError();
-    void aFailedOpenOfACaptureLineIsLoggedWithItsError();
     void aFailedOpenAfterAGoodOneLeavesTheSpeakerClosed();
-    void aFailedOpenAfterAGoodOneLeavesTheCaptureLineClosed();
 
     void openingAnOpenSpeakerClosesItsOldChannelFirst();
-    void openingAnOpenCaptureLineClosesItsOldChannelFirst();
     void aSecondCloseOnlyLogs();
     void aSpeakerOfAnotherTypeStartsNoThread_data();
     void aSpeakerOfAnotherTypeStartsNoThread();
 
     void failedWritesAndClosesAreIgnored_data();
     void failedWritesAndClosesAreIgnored();
-    void failedWritesOfACaptureLineAreIgnored();
     void aFailedOpenHasTouchedNothingElse();
 
     void anOpenSpeakerClosesAtItsEnd();
-    void anOpenCaptureLineClosesAtItsEnd();
-    void aCaptureLineKeepsItsNames();
 };
 
 void TestDriverChannel::aSpeakerTellsTheDriverItsChannel_data()
@@ -126,39 +79,6 @@ void TestDriverChannel::theFileIsOpenedForThisProcessAlone()
     QVERIFY(bench.open());
     // Read and write access, no sharing, an existing file, normal attributes.
     QCOMPARE(simulated::calls().constFirst(), "CreateFileW " + bench.path() + " c0000000 0 3 80");
-}
-
-void TestDriverChannel::aCaptureLineTellsTheDriverItsChannel_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QString>("suffix");
-    QTest::newRow("Microphone") << 8 << "tavori.ChatCapture.Wave";
-    QTest::newRow("Stream") << 10 << "tavori.Stream.Wave";
-}
-
-void TestDriverChannel::aCaptureLineTellsTheDriverItsChannel()
-{
-    QFETCH(int, type);
-    QFETCH(QString, suffix);
-    InputBench bench;
-    const QString path = SpeakerBench::pathOf(suffix);
-    simulated::clearCalls();
-
-    QVERIFY(bench.device->openDevice(path.toStdWString().c_str(), tavoriDeviceType(type)));
-    QCOMPARE(bench.device->deviceType(), tavoriDeviceType(type));
-    QCOMPARE(simulated::openDeviceFiles(suffix), 1);
-    bench.device->closeDevice();
-    QCOMPARE(simulated::openDeviceFiles(suffix), 0);
-    QCOMPARE(writesTo(suffix), (QList{bytes({type}), bytes({type, 1})}));
-
-    const QString typeAsHex = QString::number(type, 16).rightJustified(2, '0');
-    const QStringList expected{
-        "CreateFileW " + path + " c0000000 0 3 80",
-        "WriteFile " + suffix + " " + typeAsHex,
-        "WriteFile " + suffix + " " + typeAsHex + " 01",
-        "CloseHandle " + suffix,
-    };
-    QCOMPARE(simulated::calls(), expected);
 }
 
 void TestDriverChannel::commandsTravelWithoutTheirCode_data()
@@ -218,21 +138,6 @@ void TestDriverChannel::openingAndClosingALineOfASpeakerIsLogged()
     QCOMPARE(bench.log.lines(), QStringList{"Info: Try to close device: 6"});
 }
 
-void TestDriverChannel::openingAndClosingACaptureLineIsLogged()
-{
-    InputBench bench;
-    bench.log.clear();
-    QVERIFY(bench.open());
-    bench.device->closeDevice();
-    const QStringList expected{
-        "Info: Try to open device: 8",
-        "Info: Try to close device: 0",
-        "Info: \"Open device " + quoted(bench.path) + " successfully\\n\"",
-        "Info: Try to close device: 8",
-    };
-    QCOMPARE(bench.log.lines(), expected);
-}
-
 void TestDriverChannel::aFailedOpenIsLoggedWithItsError()
 {
     SpeakerBench bench;
@@ -245,17 +150,6 @@ void TestDriverChannel::aFailedOpenIsLoggedWithItsError()
         "Critical: \"Failed to open device " + quoted(bench.path()) + ", err: 32\\n\"",
     };
     QCOMPARE(bench.log.lines(), expected);
-    QCOMPARE(bench.device->deviceType(), tavoriNoDevice);
-}
-
-void TestDriverChannel::aFailedOpenOfACaptureLineIsLoggedWithItsError()
-{
-    InputBench bench;
-    simulated::withdrawDriver();
-    bench.log.clear();
-    QVERIFY(!bench.open());
-    QCOMPARE(bench.log.linesOf("Critical"), QStringList{"Critical: \"Failed to open device " +
-                                                        quoted(bench.path) + ", err: 2\\n\""});
     QCOMPARE(bench.device->deviceType(), tavoriNoDevice);
 }
 
@@ -277,17 +171,6 @@ void TestDriverChannel::aFailedOpenAfterAGoodOneLeavesTheSpeakerClosed()
     QVERIFY(simulated::renderStreams(id).isEmpty());
 }
 
-void TestDriverChannel::aFailedOpenAfterAGoodOneLeavesTheCaptureLineClosed()
-{
-    InputBench bench;
-    QVERIFY(bench.open());
-    simulated::withdrawDriver();
-    QVERIFY(!bench.open());
-    QCOMPARE(bench.device->deviceType(), tavoriNoDevice);
-    QCOMPARE(simulated::openDeviceFiles(bench.suffix), 0);
-    QCOMPARE(writesTo(bench.suffix), (QList{bytes({8}), bytes({8, 1})}));
-}
-
 void TestDriverChannel::openingAnOpenSpeakerClosesItsOldChannelFirst()
 {
     SpeakerBench bench;
@@ -307,15 +190,6 @@ void TestDriverChannel::openingAnOpenSpeakerClosesItsOldChannelFirst()
     };
     QCOMPARE(calls, expected);
     QCOMPARE(bench.device->devicePath(), SpeakerBench::pathOf(media));
-}
-
-void TestDriverChannel::openingAnOpenCaptureLineClosesItsOldChannelFirst()
-{
-    InputBench bench;
-    QVERIFY(bench.open());
-    QVERIFY(bench.open());
-    QCOMPARE(writesTo(bench.suffix), (QList{bytes({8}), bytes({8, 1}), bytes({8})}));
-    QCOMPARE(simulated::openDeviceFiles(bench.suffix), 1);
 }
 
 void TestDriverChannel::aSecondCloseOnlyLogs()
@@ -384,17 +258,6 @@ void TestDriverChannel::failedWritesAndClosesAreIgnored()
     QVERIFY(bench.open());
 }
 
-void TestDriverChannel::failedWritesOfACaptureLineAreIgnored()
-{
-    InputBench bench;
-    simulated::failAlways("WriteFile", ERROR_ACCESS_DENIED);
-    QVERIFY(bench.open());
-    bench.device->closeDevice();
-    QCOMPARE(bench.log.linesOf("Critical"), QStringList());
-    QCOMPARE(simulated::countCalls("WriteFile"), 2);
-    QCOMPARE(simulated::openDeviceFiles(bench.suffix), 0);
-}
-
 void TestDriverChannel::aFailedOpenHasTouchedNothingElse()
 {
     SpeakerBench bench;
@@ -413,28 +276,6 @@ void TestDriverChannel::anOpenSpeakerClosesAtItsEnd()
     bench.device.reset();
     QCOMPARE(writesTo(bench.suffix), (QList{bytes({6}), bytes({6, 1})}));
     QCOMPARE(simulated::openDeviceFiles(bench.suffix), 0);
-}
-
-void TestDriverChannel::anOpenCaptureLineClosesAtItsEnd()
-{
-    InputBench bench;
-    QVERIFY(bench.open());
-    bench.device.reset();
-    QCOMPARE(writesTo(bench.suffix), (QList{bytes({8}), bytes({8, 1})}));
-    QCOMPARE(simulated::openDeviceFiles(bench.suffix), 0);
-}
-
-void TestDriverChannel::aCaptureLineKeepsItsNames()
-{
-    InputBench bench;
-    bench.device->setDeviceName("name");
-    bench.device->setDeviceID("id");
-    bench.device->setEndpointID("endpoint");
-    QVERIFY(bench.open());
-    bench.device->closeDevice();
-    QCOMPARE(bench.device->deviceName(), "name");
-    QCOMPARE(bench.device->deviceID(), "id");
-    QCOMPARE(bench.device->endpointID(), "endpoint");
 }
 
 QTEST_GUILESS_MAIN(TestDriverChannel)

@@ -1,47 +1,10 @@
 // The one gain that each player of a virtual speaker is given.
-#include "engines/wasapiaudioplayer.h"
-#include "speakerbench.h"
+#include "gainsupport.h"
 
 #include <QTest>
 
 #include <climits>
-#include <cmath>
 #include <functional>
-
-namespace
-{
-
-constexpr double tolerance = 1e-6;
-const QString streamName = "tavori - Stream (tavori Virtual Audio Device)";
-
-// What the curve gives.
-constexpr float at75 = 0.619177f;
-constexpr float at50 = 0.333188f;
-constexpr float at25 = 0.132227f;
-
-bool near(float gain, double expected)
-{
-    return std::abs(gain - expected) < tolerance;
-}
-
-float audioGain(const SpeakerBench &bench)
-{
-    return bench.device->audioOutput()->getVolume();
-}
-float personalGain(const SpeakerBench &bench)
-{
-    return bench.device->personalSynthesizerOutput()->getVolume();
-}
-float streamingGainOf(const SpeakerBench &bench)
-{
-    return bench.device->streamingSynthesizerOutput()->getVolume();
-}
-
-} // namespace
-
-#define COMPARE_GAIN(gain, expected)                                                               \
-    QVERIFY2(near(gain, expected),                                                                 \
-             qPrintable(QString("%1 is not %2").arg(double(gain)).arg(double(expected))))
 
 class TestSpeakerGains : public QObject
 {
@@ -61,16 +24,6 @@ private slots:
     void theStreamEndpointsNameIsComparedExactly();
     void volumesOfAMutedOutputWaitForItsEnd();
 
-    void theMixScalesByMode_data();
-    void theMixScalesByMode();
-    void switchingTheMixOffRestoresThePlainVolumes();
-    void theMixIsSinglePrecision();
-    void aGainAboveOneEndsAtThePlayersClamp();
-    void anyProportionIsSurvived();
-    void theMixDoesNotTouchTheStreamSpeaker();
-    void volumesWithTheMixOnAreScaledAtOnce();
-
-    void anOpenHandsOverTheVolumesWithoutTheMix();
     void valuesSetWhileClosedReachTheNextOpen();
     void anInitGivesThePlayerItsGain();
     void aClosedSpeakersPlayersKeepTheirGain();
@@ -264,144 +217,6 @@ void TestSpeakerGains::volumesOfAMutedOutputWaitForItsEnd()
     COMPARE_GAIN(personalGain(bench), at75);
     bench.device->setOutputLevel(bench.ownID, false, 25);
     COMPARE_GAIN(audioGain(bench), at25);
-}
-
-void TestSpeakerGains::theMixScalesByMode_data()
-{
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<int>("proportion");
-    QTest::addColumn<double>("audio");
-    QTest::addColumn<double>("personal");
-    QTest::addColumn<double>("streaming");
-
-    QTest::newRow("normal -50") << 0 << -50 << 0.5 * at75 << double(at50) << double(at25);
-    QTest::newRow("normal -100") << 0 << -100 << 0.0 << double(at50) << double(at25);
-    QTest::newRow("normal 0") << 0 << 0 << double(at75) << double(at50) << double(at25);
-    QTest::newRow("normal 50") << 0 << 50 << 1.5 * at75 << double(at50) << double(at25);
-    QTest::newRow("streamer -50") << 1 << -50 << double(at75) << 0.5 * at50 << 0.5 * at25;
-    QTest::newRow("streamer -100") << 1 << -100 << double(at75) << 0.0 << 0.0;
-    QTest::newRow("streamer 0") << 1 << 0 << double(at75) << double(at50) << double(at25);
-    QTest::newRow("streamer 100") << 1 << 100 << double(at75) << 2.0 * at50 << 2.0 * at25;
-    QTest::newRow("unknown mode") << 5 << -50 << double(at75) << double(at50) << double(at25);
-}
-
-void TestSpeakerGains::theMixScalesByMode()
-{
-    QFETCH(int, mode);
-    QFETCH(int, proportion);
-    QFETCH(double, audio);
-    QFETCH(double, personal);
-    QFETCH(double, streaming);
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->setControlMode(tavoriSoftwareMode(mode), false);
-    bench.device->setOutputLevel(bench.ownID, false, 75);
-    bench.device->setPersonalVolume(50);
-    bench.device->setStreamingVolume(25);
-
-    // Both orders of switch and proportion, and a proportion renewed.
-    bench.device->setGamingChatMixProportion(proportion);
-    COMPARE_GAIN(audioGain(bench), at75); // still off
-    bench.device->setGamingChatMixEnable(true);
-    COMPARE_GAIN(audioGain(bench), std::min(audio, 1.0));
-    COMPARE_GAIN(personalGain(bench), personal);
-    COMPARE_GAIN(streamingGainOf(bench), streaming);
-    bench.device->setGamingChatMixProportion(-7);
-    bench.device->setGamingChatMixProportion(proportion);
-    COMPARE_GAIN(audioGain(bench), std::min(audio, 1.0));
-    COMPARE_GAIN(personalGain(bench), personal);
-    COMPARE_GAIN(streamingGainOf(bench), streaming);
-}
-
-void TestSpeakerGains::switchingTheMixOffRestoresThePlainVolumes()
-{
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->setOutputLevel(bench.ownID, false, 50);
-    bench.device->setGamingChatMixEnable(true);
-    bench.device->setGamingChatMixProportion(-100);
-    COMPARE_GAIN(audioGain(bench), 0.0);
-    bench.device->setGamingChatMixEnable(false);
-    COMPARE_GAIN(audioGain(bench), at50);
-}
-
-void TestSpeakerGains::theMixIsSinglePrecision()
-{
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->setGamingChatMixEnable(true);
-    for (int proportion = -100; proportion <= 0; ++proportion) {
-        bench.device->setGamingChatMixProportion(proportion);
-        QVERIFY(audioGain(bench) == float(proportion + 100) / 100.0f);
-    }
-}
-
-void TestSpeakerGains::aGainAboveOneEndsAtThePlayersClamp()
-{
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->setGamingChatMixEnable(true);
-    bench.device->setGamingChatMixProportion(100);
-    QVERIFY(audioGain(bench) == 1.0f);
-    // The clamp is the player's alone: under it the doubled half of the curve comes through.
-    bench.device->setOutputLevel(bench.ownID, false, 50);
-    COMPARE_GAIN(audioGain(bench), 2.0 * at50);
-}
-
-void TestSpeakerGains::anyProportionIsSurvived()
-{
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->setGamingChatMixEnable(true);
-    bench.device->setGamingChatMixProportion(INT_MAX);
-    QVERIFY(audioGain(bench) == 1.0f);
-    bench.device->setGamingChatMixProportion(INT_MIN);
-    QVERIFY(audioGain(bench) == 0.0f);
-}
-
-void TestSpeakerGains::theMixDoesNotTouchTheStreamSpeaker()
-{
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    const QString id = simulated::addEndpoint({.name = streamName});
-    bench.device->initStreamingSynthesizerAudioOutput(id, streamName, {});
-    bench.device->setControlMode(StreamerMode, false);
-    bench.device->setGamingChatMixEnable(true);
-    bench.device->setGamingChatMixProportion(-50);
-    bench.device->setStreamSpeakerVolume(50);
-    COMPARE_GAIN(streamingGainOf(bench), 0.5 * at50); // scaled once, by the streaming volume
-}
-
-void TestSpeakerGains::volumesWithTheMixOnAreScaledAtOnce()
-{
-    SpeakerBench bench;
-    QVERIFY(bench.open());
-    bench.device->setGamingChatMixEnable(true);
-    bench.device->setGamingChatMixProportion(-50);
-    bench.device->setOutputLevel(bench.ownID, false, 75);
-    COMPARE_GAIN(audioGain(bench), 0.5 * at75);
-    // In every mode: only the mix commands ask for it.
-    bench.device->setPersonalVolume(50);
-    COMPARE_GAIN(personalGain(bench), 0.5 * at50);
-    bench.device->setStreamingVolume(25);
-    COMPARE_GAIN(streamingGainOf(bench), 0.5 * at25);
-}
-
-void TestSpeakerGains::anOpenHandsOverTheVolumesWithoutTheMix()
-{
-    SpeakerBench bench;
-    bench.device->setGamingChatMixEnable(true);
-    bench.device->setGamingChatMixProportion(-50);
-    bench.device->setOutputLevel(bench.ownID, false, 75);
-    QVERIFY(bench.open());
-    COMPARE_GAIN(audioGain(bench), at75);
-
-    bench.device->setGamingChatMixProportion(-50);
-    COMPARE_GAIN(audioGain(bench), 0.5 * at75);
-    QVERIFY(bench.open());
-    COMPARE_GAIN(audioGain(bench), at75);
-    bench.device->setOutputLevel(bench.ownID, false, 75);
-    COMPARE_GAIN(audioGain(bench), 0.5 * at75);
 }
 
 void TestSpeakerGains::valuesSetWhileClosedReachTheNextOpen()

@@ -1,0 +1,37 @@
+// The gains of a virtual speaker's players, and what they are compared with.
+#pragma once
+
+#include "engines/wasapiaudioplayer.h"
+#include "speakerbench.h"
+
+#include <cmath>
+
+inline constexpr double tolerance = 1e-6;
+inline const QString streamName = "tavori - Stream (tavori Virtual Audio Device)";
+
+// What the curve gives.
+inline constexpr float at75 = 0.619177f;
+inline constexpr float at50 = 0.333188f;
+inline constexpr float at25 = 0.132227f;
+
+[[nodiscard]] inline bool near(float gain, double expected)
+{
+    return std::abs(gain - expected) < tolerance;
+}
+
+[[nodiscard]] inline float audioGain(const SpeakerBench &bench)
+{
+    return bench.device->audioOutput()->getVolume();
+}
+[[nodiscard]] inline float personalGain(const SpeakerBench &bench)
+{
+    return bench.device->personalSynthesizerOutput()->getVolume();
+}
+[[nodiscard]] inline float streamingGainOf(const SpeakerBench &bench)
+{
+    return bench.device->streamingSynthesizerOutput()->getVolume();
+}
+
+#define COMPARE_GAIN(gain, expected)                                                               \
+    QVERIFY2(near(gain, expected),                                                                 \
+             qPrintable(QString("%1 is not %2").arg(double(gain)).arg(double(expected))))

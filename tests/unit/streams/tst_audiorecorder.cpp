@@ -175,7 +175,7 @@ void TestAudioRecorder::aFinishWaitsForTheBlocksTakenAndHandlesEvents()
         Qt::QueuedConnection);
     QVERIFY(holding.tryAcquire(1, 10000));
     QMetaObject::invokeMethod(
-        qApp, [&] { letGo.release(); }, Qt::QueuedConnection);
+        QCoreApplication::instance(), [&] { letGo.release(); }, Qt::QueuedConnection);
     recorder.finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), wavOf(all));
 }

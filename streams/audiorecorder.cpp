@@ -1,6 +1,5 @@
 #include "streams/audiorecorder.h"
 
-#include "platform/threads.h"
 #include "streams/wavheader.h"
 
 #include <QCoreApplication>
@@ -9,9 +8,9 @@
 
 AudioRecorder::AudioRecorder(int channels, int bitsPerSample, int sampleRate, QObject *parent)
     : QObject(parent), m_channels(channels), m_bitsPerSample(bitsPerSample),
-      m_sampleRate(sampleRate), m_outputFile(new QFile(this)), m_thread(new QThread)
+      m_sampleRate(sampleRate), m_outputFile(new QFile(this)), m_thread(std::make_unique<QThread>())
 {
-    moveToThread(m_thread);
+    moveToThread(m_thread.get());
     m_thread->start(QThread::InheritPriority);
 }
 
@@ -19,8 +18,9 @@ AudioRecorder::~AudioRecorder()
 {
     finishAudioRecord();
     m_thread->exit(0);
-    m_thread->wait(100);
-    retire(m_thread);
+    // Without a bound: a thread that is late may still be delivering a block to this object, and
+    // nothing holds it up for longer than a write.
+    m_thread->wait();
 }
 
 void AudioRecorder::startAudioRecord(const QString &filePath)

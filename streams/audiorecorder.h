@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QString>
 #include <QTemporaryFile>
+#include <QThread>
 
 #include <atomic>
 #include <memory>
@@ -53,5 +54,5 @@ private:
     QList<QByteArray> m_audioDataQueue;
     /// The queue's length, for the wait that reads it without the mutex.
     std::atomic<qsizetype> m_waitingBlocks{0};
-    QThread *m_thread; ///< owned; ended with `retire`
+    const std::unique_ptr<QThread> m_thread; ///< the object lives on it
 };

@@ -199,7 +199,9 @@ void CaptureStream::queuePacket(const QByteArray &data, DWORD flags)
     const std::lock_guard lock(streamMutex());
     const int frameBytes = std::max(state->frameBytes(), 1);
     const auto frames = static_cast<UINT32>(data.size() / frameBytes);
-    state->packets.push_back({data, flags, frames, state->framesHeard});
+    // A copy of its own, since the client is handed a pointer that it may write through.
+    const QByteArray own(data.constData(), data.size());
+    state->packets.push_back({own, flags, frames, state->framesHeard});
     state->framesHeard += frames;
 }
 

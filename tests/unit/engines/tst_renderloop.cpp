@@ -1,4 +1,5 @@
 // The play thread: what it writes to the endpoint at each period, and how it ends.
+#include "tests/unit/engines/eventspy.h"
 #include "tests/unit/engines/playerfixture.h"
 #include "tests/unit/engines/swresamplefaults.h"
 
@@ -46,6 +47,7 @@ private slots:
     void droppedBeforeThreadIsReady();
     void emptyBlock();
     void queueDoesNotOutliveClose();
+    void startAndStopEvents();
     void failedWaitCountsAsPeriod();
     void eachCallFails_data();
     void eachCallFails();
@@ -320,6 +322,26 @@ void TestRenderLoop::queueDoesNotOutliveClose()
     stream = openPlaying(*player, endpoint);
     stream.turn(0);
     QVERIFY(stream.releasedBuffers().value(0).isSilent());
+}
+
+void TestRenderLoop::startAndStopEvents()
+{
+    // The second and the third of the player's four; nothing in the program signals them.
+    const QList<HANDLE> events = eventspy::handles();
+    const HANDLE start = events.at(events.size() - 3);
+    const HANDLE stop = events.at(events.size() - 2);
+    const LogCapture log;
+    SetEvent(start);
+    QVERIFY(waitForLine(log, "Info: WASAPIAudioPlayer play audio - Start"));
+    ResetEvent(start);
+    SetEvent(stop);
+    QVERIFY(waitForLine(log, "Info: WASAPIAudioPlayer play audio - Stop"));
+    ResetEvent(stop);
+    QVERIFY(stream.releasedBuffers().isEmpty());
+
+    player->play(pattern(400), 48000, 2);
+    stream.turn(0);
+    QCOMPARE(soundOf(stream), pattern(400));
 }
 
 void TestRenderLoop::failedWaitCountsAsPeriod()

@@ -1,20 +1,25 @@
-// Parameters that the resampling library refuses: the call logs and does not come back.
+// Parameters that the resampling library refuses: the call logs and does not come back, and the
+// rest of the program goes on without that thread.
 #include "engines/audioresampler.h"
+#include "tests/unit/engines/playerfixture.h"
 #include "tests/unit/engines/swresamplefaults.h"
 
 #include <QCoreApplication>
 #include <QProcess>
 #include <QTest>
+#include <QThread>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace
 {
 
-constexpr const char *childArgument = "--refused-parameters";
+constexpr const char *callChild = "--refused-call";
+constexpr const char *playerChild = "--refused-player";
 
 /// In a process of its own, which its parent ends.
-int runChild()
+int callThatBlocks()
 {
     swresamplefaults::failNext("swr_init", -22);
     AudioResampler resampler;
@@ -22,6 +27,27 @@ int runChild()
         resampler.initialize(44100, AV_SAMPLE_FMT_S16, 2, 48000, AV_SAMPLE_FMT_S16, 2);
     std::fprintf(stderr, "returned %d\n", int(result));
     return 0;
+}
+
+/// A player whose worker thread has gone that way, with its play thread waiting behind it.
+int playerThatOutlivesItsWorker()
+{
+    using namespace playerfixture;
+    swresamplefaults::failNext("swr_init", -22);
+    const QString endpoint = simulated::addEndpoint({.name = "Headset"});
+    auto player = makePlayer();
+    auto stream = openPlaying(*player, endpoint);
+    QMetaObject::invokeMethod(player.get(), "play", Qt::QueuedConnection,
+                              Q_ARG(QByteArray, pattern(800)), Q_ARG(int, 44100), Q_ARG(int, 2));
+    while (!swresamplefaults::calls().contains("swr_init"))
+        QThread::msleep(1);
+    simulated::clearCalls();
+    stream.signalEvent();
+    const bool waiting = simulated::waitForCall("IAudioRenderClient::GetBuffer");
+    player->closeDevice();
+    player.reset();
+    std::fprintf(stderr, "outlived %d\n", int(waiting));
+    std::_Exit(0); // two threads are still stuck
 }
 
 } // namespace
@@ -32,13 +58,14 @@ class TestResamplerRefusal : public QObject
 
 private slots:
     void blocksForGood();
+    void playerCanStillBeDestroyed();
 };
 
 void TestResamplerRefusal::blocksForGood()
 {
     QProcess child;
     child.setProcessChannelMode(QProcess::MergedChannels);
-    child.start(QCoreApplication::applicationFilePath(), {childArgument});
+    child.start(QCoreApplication::applicationFilePath(), {callChild});
     QVERIFY(child.waitForStarted());
     QByteArray said;
     while (!said.contains("Failed to initialize SwrContext!") && child.waitForReadyRead(30000))
@@ -55,11 +82,26 @@ void TestResamplerRefusal::blocksForGood()
     QVERIFY(child.waitForFinished());
 }
 
+void TestResamplerRefusal::playerCanStillBeDestroyed()
+{
+    QProcess child;
+    child.setProcessChannelMode(QProcess::MergedChannels);
+    child.start(QCoreApplication::applicationFilePath(), {playerChild});
+    QVERIFY(child.waitForFinished());
+    const QByteArray said = child.readAll();
+    QVERIFY2(said.contains("outlived 1"), said.constData());
+    QVERIFY2(said.contains("Failed to initialize SwrContext! -22"), said.constData());
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+}
+
 int main(int argc, char **argv)
 {
-    if (argc > 1 && qstrcmp(argv[1], childArgument) == 0)
-        return runChild();
     const QCoreApplication application(argc, argv);
+    if (argc > 1 && qstrcmp(argv[1], callChild) == 0)
+        return callThatBlocks();
+    if (argc > 1 && qstrcmp(argv[1], playerChild) == 0)
+        return playerThatOutlivesItsWorker();
     TestResamplerRefusal test;
     return QTest::qExec(&test, argc, argv);
 }

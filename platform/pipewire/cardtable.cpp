@@ -35,8 +35,9 @@ const card::CardEndpoint *findEndpoint(QString card::CardEndpoint::*member, cons
 
 std::span<const card::CardEndpoint> card::endpoints()
 {
-    static const std::vector<CardEndpoint> all = makeEndpoints();
-    return all;
+    // Never destroyed: the connection's thread looks at it until the process ends.
+    static const auto *all = new std::vector<CardEndpoint>(makeEndpoints());
+    return *all;
 }
 
 const card::CardEndpoint *card::endpointOfId(const QString &id)

@@ -28,7 +28,8 @@ void ServerObjects::add(uint32_t id, std::string_view type, const spa_dict *prop
                              property(properties, PW_KEY_PORT_DIRECTION) == "out",
                              property(properties, PW_KEY_AUDIO_CHANNEL)};
     } else if (type == PW_TYPE_INTERFACE_Link) {
-        linkInputs[id] = idProperty(properties, PW_KEY_LINK_INPUT_NODE);
+        links[id] = Link{idProperty(properties, PW_KEY_LINK_OUTPUT_NODE),
+                         idProperty(properties, PW_KEY_LINK_INPUT_NODE)};
     }
 }
 
@@ -36,14 +37,14 @@ void ServerObjects::remove(uint32_t id)
 {
     nodes.erase(id);
     portTable.erase(id);
-    linkInputs.erase(id);
+    links.erase(id);
 }
 
 void ServerObjects::clear()
 {
     nodes.clear();
     portTable.clear();
-    linkInputs.clear();
+    links.clear();
 }
 
 std::optional<uint32_t> ServerObjects::nodeOfName(std::string_view name) const
@@ -64,8 +65,17 @@ std::vector<ServerObjects::Port> ServerObjects::ports(uint32_t node, bool isOutp
 
 bool ServerObjects::hasLinkInto(uint32_t node) const
 {
-    return std::any_of(linkInputs.begin(), linkInputs.end(),
-                       [node](const auto &link) { return link.second == node; });
+    return std::any_of(links.begin(), links.end(),
+                       [node](const auto &link) { return link.second.inputNode == node; });
+}
+
+bool ServerObjects::hasLinkBetween(uint32_t one, uint32_t other) const
+{
+    return std::any_of(links.begin(), links.end(), [&](const auto &entry) {
+        const Link &link = entry.second;
+        return (link.outputNode == one && link.inputNode == other) ||
+               (link.outputNode == other && link.inputNode == one);
+    });
 }
 
 bool ServerObjects::isLinkable(uint32_t node) const

@@ -23,6 +23,12 @@ public:
         std::string channel; ///< audio.channel, such as "FL"
     };
 
+    struct Link
+    {
+        uint32_t outputNode;
+        uint32_t inputNode;
+    };
+
     /// Takes an object that the server announces; other types are passed over.
     void add(uint32_t id, std::string_view type, const spa_dict *properties);
     void remove(uint32_t id);
@@ -34,11 +40,12 @@ public:
     [[nodiscard]] std::vector<Port> ports(uint32_t node, bool isOutput) const;
     /// Whether anything plays into the node, or could at any moment.
     [[nodiscard]] bool hasLinkInto(uint32_t node) const;
+    [[nodiscard]] bool hasLinkBetween(uint32_t one, uint32_t other) const;
     /// Whether the session manager has given the node its ports: before, it can't be linked.
     [[nodiscard]] bool isLinkable(uint32_t node) const;
 
 private:
     std::map<uint32_t, std::string> nodes;
     std::map<uint32_t, Port> portTable;
-    std::map<uint32_t, uint32_t> linkInputs; ///< link to the node at its input
+    std::map<uint32_t, Link> links;
 };

@@ -104,11 +104,6 @@ void ServerStream::close()
     stream = nullptr;
 }
 
-pw_stream_state ServerStream::state() const
-{
-    return pw_stream_get_state(stream, nullptr);
-}
-
 void ServerStream::setActive(bool active)
 {
     pw_stream_set_active(stream, active);

@@ -53,7 +53,8 @@ public:
     /// No process callback runs any more afterwards, and nothing else may be called.
     void close();
 
-    [[nodiscard]] pw_stream_state state() const;
+    /// The stream's own node; meaningless before the server has made it.
+    [[nodiscard]] uint32_t nodeId() const { return pw_stream_get_node_id(stream); }
     void setActive(bool active);
     /// In the group, all streams of the program and what they are linked to follow one clock.
     void setGrouped(bool grouped);

@@ -8,6 +8,8 @@ namespace
 // 480 frames at 48000 Hz in 100 ns units.
 constexpr REFERENCE_TIME devicePeriod = 100'000;
 constexpr std::chrono::seconds openTimeout(2);
+// The session manager refuses a stream whose ID it still knows from one that was just closed.
+constexpr int openTries = 5;
 constexpr DWORD knownFlags = AUDCLNT_STREAMFLAGS_EVENTCALLBACK |
                              AUDCLNT_STREAMFLAGS_AUTOCONVERTPCM |
                              AUDCLNT_STREAMFLAGS_SRC_DEFAULT_QUALITY;
@@ -55,8 +57,7 @@ HRESULT StreamClient::open(const SampleFormat &format)
     if (!connection.isConnected())
         return AUDCLNT_E_SERVICE_NOT_RUNNING;
     const ServerObjects &objects = connection.objects();
-    const std::string nodeName = target.nodeName.toStdString();
-    const auto node = objects.nodeOfName(nodeName);
+    const auto node = objects.nodeOfName(target.nodeName.toStdString());
     if (!node)
         return AUDCLNT_E_DEVICE_INVALIDATED;
     // A stream to a node that the session manager has not prepared would be refused for good.
@@ -67,21 +68,37 @@ HRESULT StreamClient::open(const SampleFormat &format)
 
     targetNode = *node;
     path.prepare(format);
+    connection.addObserver(this);
+    for (int i = 0; i < openTries; ++i) {
+        if (connect(format)) {
+            isInitialized.store(true);
+            return S_OK;
+        }
+        if (!connection.isConnected() || !objects.hasNode(targetNode))
+            break;
+    }
+    connection.removeObserver(this);
+    return AUDCLNT_E_DEVICE_INVALIDATED;
+}
+
+bool StreamClient::connect(const SampleFormat &format)
+{
+    path.markFound();
     const bool plays = target.flow == eRender;
     stream = std::make_unique<ServerStream>(
         connection,
-        ServerStream::Request{plays ? SPA_DIRECTION_OUTPUT : SPA_DIRECTION_INPUT, nodeName,
-                              "Quorvane", format, clientProperties(), false, true},
+        ServerStream::Request{plays ? SPA_DIRECTION_OUTPUT : SPA_DIRECTION_INPUT,
+                              target.nodeName.toStdString(), "Quorvane", format, clientProperties(),
+                              false, true},
         path);
-    connection.addObserver(this);
-    const auto isReady = [&] { return path.isLost() || stream->state() >= PW_STREAM_STATE_PAUSED; };
-    if (!connection.waitUntil(isReady, openTimeout) || path.isLost()) {
-        connection.removeObserver(this);
-        stream.reset();
-        return AUDCLNT_E_DEVICE_INVALIDATED;
-    }
-    isInitialized.store(true);
-    return S_OK;
+    // Linked, it is accepted: the session manager may still refuse a stream that is only there.
+    const auto isDecided = [&] {
+        return path.isLost() || connection.objects().hasLinkBetween(stream->nodeId(), targetNode);
+    };
+    if (connection.waitUntil(isDecided, openTimeout) && !path.isLost())
+        return true;
+    stream.reset();
+    return false;
 }
 
 HRESULT StreamClient::usable() const

@@ -42,6 +42,7 @@ private:
     void objectsChanged() override;
 
     HRESULT open(const SampleFormat &format);
+    bool connect(const SampleFormat &format);
     [[nodiscard]] HRESULT usable() const;
 
     const StreamTarget target;

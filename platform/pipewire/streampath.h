@@ -31,6 +31,8 @@ public:
     /// Ends the stream for the client: its queries fail from now on, and its event is set once more
     /// for its thread to look. Any thread.
     void markLost();
+    /// Before a stream is connected anew.
+    void markFound() { lost.store(false); }
     [[nodiscard]] bool isLost() const { return lost.load(); }
 
 protected:

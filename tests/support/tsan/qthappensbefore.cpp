@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QMetaObject>
+#include <QMutex>
 #include <QSemaphore>
 #include <QThread>
 #include <QTimer>
@@ -152,12 +153,35 @@ WRAP_POSTING(_ZN16QCoreApplication9postEventEP7QObjectP6QEventi, void,
 WRAP_POSTING(_ZN7QObject11deleteLaterEv, void, (QObject * object), (object))
 WRAP_POSTING(_ZN7QObject12moveToThreadEP7QThread, void, (QObject * object, QThread *thread),
              (object, thread))
-WRAP_POSTING(_ZN7QThread5startENS_8PriorityE, void, (QThread * thread, QThread::Priority priority),
-             (thread, priority))
 WRAP_POSTING(_ZN7QThread4exitEi, void, (QThread * thread, int code), (thread, code))
 WRAP_POSTING(_ZN7QThread4quitEv, void, (QThread * thread), (thread))
 WRAP_POSTING(_ZN10QSemaphore7releaseEi, void, (QSemaphore * semaphore, int count),
              (semaphore, count))
+
+// A thread need not post anything: its end alone happens before the end of a wait for it.
+extern "C" void __real__ZN7QThread5startENS_8PriorityE(QThread *thread, QThread::Priority priority);
+extern "C" void __wrap__ZN7QThread5startENS_8PriorityE(QThread *thread, QThread::Priority priority)
+{
+    QObject::connect(thread, &QThread::finished, [] { __tsan_release(&queues); });
+    beforePosting();
+    __real__ZN7QThread5startENS_8PriorityE(thread, priority);
+}
+
+// Locks that nobody waits for are taken inline, where the sanitizer sees them; these are the
+// others.
+extern "C" void __real__ZN11QBasicMutex12lockInternalEv(QBasicMutex *mutex);
+extern "C" void __wrap__ZN11QBasicMutex12lockInternalEv(QBasicMutex *mutex)
+{
+    __real__ZN11QBasicMutex12lockInternalEv(mutex);
+    __tsan_acquire(mutex);
+}
+
+extern "C" void __real__ZN11QBasicMutex14unlockInternalEv(QBasicMutex *mutex);
+extern "C" void __wrap__ZN11QBasicMutex14unlockInternalEv(QBasicMutex *mutex)
+{
+    __tsan_release(mutex);
+    __real__ZN11QBasicMutex14unlockInternalEv(mutex);
+}
 
 WRAP_WAITING(_ZN10QSemaphore10tryAcquireEi, (QSemaphore * semaphore, int count), (semaphore, count))
 WRAP_WAITING(_ZN10QSemaphore10tryAcquireEii, (QSemaphore * semaphore, int count, int timeout),

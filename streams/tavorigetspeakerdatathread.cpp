@@ -29,7 +29,11 @@ tavoriGetSpeakerDataThread::tavoriGetSpeakerDataThread(QObject *parent)
 {
 }
 
-tavoriGetSpeakerDataThread::~tavoriGetSpeakerDataThread() = default;
+tavoriGetSpeakerDataThread::~tavoriGetSpeakerDataThread()
+{
+    // Whoever deletes a finished thread may come while its last steps are still under way.
+    wait();
+}
 
 bool tavoriGetSpeakerDataThread::isStopped() const
 {

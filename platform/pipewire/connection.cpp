@@ -1,5 +1,7 @@
 #include "platform/pipewire/connection.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cerrno>
 
@@ -9,6 +11,8 @@ namespace
 // are made, and then none until the next.
 constexpr int triesAfterAppearance = 20;
 constexpr timespec retryDelay{0, 50'000'000};
+// Links that the session manager has begun are done well within it. Below a second.
+constexpr std::chrono::milliseconds releaseDelay{100};
 
 Connection *self(void *data)
 {
@@ -63,6 +67,8 @@ Connection::Connection()
     lostEvent = pw_loop_add_event(messageLoop(), onLost, this);
     const auto onRetry = [](void *data, uint64_t) { self(data)->connect(); };
     retryTimer = pw_loop_add_timer(messageLoop(), onRetry, this);
+    const auto onRelease = [](void *data, uint64_t) { self(data)->releaseWhatIsDue(); };
+    releaseTimer = pw_loop_add_timer(messageLoop(), onRelease, this);
     watch = std::make_unique<ServerWatch>(messageLoop(), [this] {
         retriesLeft = triesAfterAppearance;
         connect();
@@ -94,6 +100,33 @@ bool Connection::waitUntil(const std::function<bool()> &condition,
     return true;
 }
 
+void Connection::releaseLater(std::shared_ptr<void> object)
+{
+    if (!core)
+        return;
+    released.emplace_back(std::chrono::steady_clock::now() + releaseDelay, std::move(object));
+    if (released.size() == 1)
+        armReleaseTimer();
+}
+
+void Connection::releaseWhatIsDue()
+{
+    const auto now = std::chrono::steady_clock::now();
+    std::erase_if(released, [now](const auto &entry) { return entry.first <= now; });
+    if (!released.empty())
+        armReleaseTimer();
+    else
+        malloc_trim(0); // a burst of streams has left the heap in holes
+}
+
+void Connection::armReleaseTimer()
+{
+    const auto left = std::max(released.front().first - std::chrono::steady_clock::now(),
+                               std::chrono::steady_clock::duration(1));
+    timespec delay{0, std::chrono::nanoseconds(left).count()};
+    pw_loop_update_timer(messageLoop(), releaseTimer, &delay, nullptr, false);
+}
+
 void Connection::flushDataThread()
 {
     const auto nothing = [](spa_loop *, bool, uint32_t, const void *, size_t, void *) { return 0; };
@@ -123,6 +156,7 @@ void Connection::disconnect()
     isListed = false;
     for (ConnectionObserver *observer : std::vector(observers))
         observer->serverLost();
+    released.clear();
     serverObjects.clear();
     spa_hook_remove(&registryListener);
     pw_proxy_destroy(reinterpret_cast<pw_proxy *>(registry));

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 /// Something that has objects on the server. Called on the loop's thread with the loop locked.
@@ -62,6 +63,10 @@ public:
     /// Lets every waitUntil look again.
     void signal() { pw_thread_loop_signal(loop, false); }
 
+    /// Keeps the object for a moment, in which what the server has sent to it comes in, and lets
+    /// it go then, or at once when the server is lost.
+    void releaseLater(std::shared_ptr<void> object);
+
     /// On return no process callback that began before the call is running. No lock needed.
     void flushDataThread();
 
@@ -74,6 +79,8 @@ private:
     void notifyChanged();
     void onDone(int sequence);
     void onError(uint32_t id, int result);
+    void releaseWhatIsDue();
+    void armReleaseTimer();
 
     static const pw_core_events coreEvents;
     static const pw_registry_events registryEvents;
@@ -86,10 +93,13 @@ private:
     spa_hook registryListener{};
     spa_source *lostEvent = nullptr;
     spa_source *retryTimer = nullptr;
+    spa_source *releaseTimer = nullptr;
     std::unique_ptr<ServerWatch> watch;
     int retriesLeft = 0;
     int listingSequence = 0;
     bool isListed = false;
+    /// What is to be let go, oldest first, and when.
+    std::vector<std::pair<std::chrono::steady_clock::time_point, std::shared_ptr<void>>> released;
     ServerObjects serverObjects;
     std::vector<ConnectionObserver *> observers;
 };

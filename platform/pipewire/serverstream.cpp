@@ -4,6 +4,7 @@
 
 #include <spa/param/audio/format-utils.h>
 
+#include <atomic>
 #include <bit>
 #include <iterator>
 
@@ -61,24 +62,51 @@ pw_properties *allProperties(const ServerStream::Request &request)
 }
 } // namespace
 
-const pw_stream_events ServerStream::events = [] {
+/// The stream at the server, which goes a moment after its owner.
+struct ServerStream::Live
+{
+    Live(Connection &connection, StreamHandler &handler) : connection(connection), handler(&handler)
+    {
+    }
+    ~Live()
+    {
+        // The listener goes with the stream: the data thread may be calling it until then.
+        pw_stream_destroy(stream);
+    }
+    Live(const Live &) = delete;
+    Live &operator=(const Live &) = delete;
+
+    static const pw_stream_events events;
+
+    Connection &connection;
+    std::atomic<StreamHandler *> handler; ///< null once the owner has closed the stream
+    pw_stream *stream = nullptr;
+    spa_hook listener{};
+};
+
+const pw_stream_events ServerStream::Live::events = [] {
     pw_stream_events events{};
     events.version = PW_VERSION_STREAM_EVENTS;
     events.state_changed = [](void *data, pw_stream_state, pw_stream_state state, const char *) {
-        static_cast<ServerStream *>(data)->onStateChanged(state);
+        auto *self = static_cast<Live *>(data);
+        if (StreamHandler *handler = self->handler.load())
+            handler->stateChanged(state);
+        self->connection.signal();
     };
     events.process = [](void *data) {
-        auto *self = static_cast<ServerStream *>(data);
-        self->handler.process(self->stream);
+        auto *self = static_cast<Live *>(data);
+        if (StreamHandler *handler = self->handler.load())
+            handler->process(self->stream);
     };
     return events;
 }();
 
 ServerStream::ServerStream(Connection &connection, const Request &request, StreamHandler &handler)
-    : connection(connection), handler(handler)
+    : connection(connection), live(std::make_shared<Live>(connection, handler))
 {
-    stream = pw_stream_new(connection.serverCore(), request.name.c_str(), allProperties(request));
-    pw_stream_add_listener(stream, &listener, &events, this);
+    live->stream =
+        pw_stream_new(connection.serverCore(), request.name.c_str(), allProperties(request));
+    pw_stream_add_listener(live->stream, &live->listener, &Live::events, live.get());
 
     uint8_t buffer[1024];
     spa_pod_builder builder{};
@@ -90,23 +118,30 @@ ServerStream::ServerStream(Connection &connection, const Request &request, Strea
                      PW_STREAM_FLAG_RT_PROCESS | PW_STREAM_FLAG_DONT_RECONNECT;
     if (!request.startsActive)
         flags |= PW_STREAM_FLAG_INACTIVE;
-    pw_stream_connect(stream, request.direction, PW_ID_ANY, pw_stream_flags(flags), parameters,
-                      std::size(parameters));
+    pw_stream_connect(live->stream, request.direction, PW_ID_ANY, pw_stream_flags(flags),
+                      parameters, std::size(parameters));
 }
 
 void ServerStream::close()
 {
-    if (!stream)
+    if (!live)
         return;
-    // The listener goes with the stream: the data thread may be calling it until then.
-    isClosing = true;
-    pw_stream_destroy(stream);
-    stream = nullptr;
+    live->handler.store(nullptr);
+    connection.flushDataThread();
+    // libpipewire drops what is still under way to a stream that is gone, and with it the file
+    // descriptors in there, which then stay open for good: the stream stays for a moment.
+    pw_stream_set_active(live->stream, false);
+    connection.releaseLater(std::move(live));
+}
+
+uint32_t ServerStream::nodeId() const
+{
+    return pw_stream_get_node_id(live->stream);
 }
 
 void ServerStream::setActive(bool active)
 {
-    pw_stream_set_active(stream, active);
+    pw_stream_set_active(live->stream, active);
 }
 
 void ServerStream::setGrouped(bool grouped)
@@ -114,12 +149,5 @@ void ServerStream::setGrouped(bool grouped)
     // An empty value leaves the group: a property can be changed, but not taken away.
     const spa_dict_item items[] = {{PW_KEY_NODE_GROUP, grouped ? groupName : ""}};
     const spa_dict dictionary{0, std::size(items), items};
-    pw_stream_update_properties(stream, &dictionary);
-}
-
-void ServerStream::onStateChanged(pw_stream_state state)
-{
-    if (!isClosing)
-        handler.stateChanged(state);
-    connection.signal();
+    pw_stream_update_properties(live->stream, &dictionary);
 }

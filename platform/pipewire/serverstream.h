@@ -4,6 +4,7 @@
 #include "platform/pipewire/connection.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 /// Interleaved 16-bit little-endian samples.
@@ -50,23 +51,18 @@ public:
     ServerStream(const ServerStream &) = delete;
     ServerStream &operator=(const ServerStream &) = delete;
 
-    /// No process callback runs any more afterwards, and nothing else may be called.
+    /// The handler is not called any more afterwards, and nothing else may be called.
     void close();
 
     /// The stream's own node; meaningless before the server has made it.
-    [[nodiscard]] uint32_t nodeId() const { return pw_stream_get_node_id(stream); }
+    [[nodiscard]] uint32_t nodeId() const;
     void setActive(bool active);
     /// In the group, all streams of the program and what they are linked to follow one clock.
     void setGrouped(bool grouped);
 
 private:
-    static const pw_stream_events events;
-
-    void onStateChanged(pw_stream_state state);
+    struct Live;
 
     Connection &connection;
-    StreamHandler &handler;
-    pw_stream *stream = nullptr;
-    spa_hook listener{};
-    bool isClosing = false;
+    std::shared_ptr<Live> live; ///< null once closed
 };

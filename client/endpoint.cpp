@@ -45,7 +45,7 @@ QList<Endpoint> endpointsOf(const QJsonObject &payload, Direction direction)
 {
     const QString defaultID = payload["defaultDevice"]["deviceID"].toString();
     QList<Endpoint> endpoints;
-    for (const QJsonValue &device : payload[deviceType(direction)].toArray()) {
+    for (const QJsonValue device : payload[deviceType(direction)].toArray()) {
         const QString id = device["deviceID"].toString();
         endpoints.append({direction, device["deviceName"].toString(), id,
                           device["deviceVolume"].toInt(), device["deviceMute"].toBool(),

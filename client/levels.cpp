@@ -57,9 +57,8 @@ Result<QJsonValue> write(Session &session, const Level &level, const Endpoint &e
     payload.insert(QLatin1StringView(level.key), wanted);
     session.wire.send(level.set, payload);
     const QDeadlineTimer deadline(settleMilliseconds);
-    forever
-    {
-        const auto value = read(session, level, endpoint);
+    while (true) {
+        auto value = read(session, level, endpoint);
         if (!value || *value == wanted)
             return value;
         if (hasFailed(session, level, endpoint) || deadline.hasExpired()) {

@@ -24,7 +24,7 @@ Result<std::optional<QJsonObject>> parsePayload(const QStringList &arguments)
 std::optional<Event> showUntil(Session &session, const QString &name)
 {
     const QDeadlineTimer deadline(session.options.timeout);
-    while (const auto event = session.wire.next(deadline)) {
+    while (auto event = session.wire.next(deadline)) {
         if (event->name == name)
             return event;
         session.printEvent(*event);

@@ -58,8 +58,7 @@ Result<Endpoint> findChannel(const QList<Endpoint> &endpoints, const QString &te
 Result<bool> becomesDefault(Session &session, const Endpoint &endpoint)
 {
     const QDeadlineTimer deadline(session.options.timeout);
-    forever
-    {
+    while (true) {
         const auto infos = session.askInfos(endpoint.direction);
         if (!infos)
             return infos.exit();

@@ -27,8 +27,7 @@ QLatin1Char drawDigit()
 
 unsigned short randomPort()
 {
-    forever
-    {
+    while (true) {
         const int count = drawDigitCount();
         QString text;
         while (text.size() < count)
@@ -41,8 +40,7 @@ unsigned short randomPort()
 
 unsigned short randomPortOtherThan(unsigned short taken)
 {
-    forever
-    {
+    while (true) {
         const unsigned short port = randomPort();
         if (port != taken)
             return port;

@@ -136,4 +136,4 @@ void WebSocketServer::transmit(const QJsonObject &document)
         QString::fromUtf8(QJsonDocument(document).toJson(QJsonDocument::Compact)));
 }
 
-#include "moc_websocketserver.cpp"
+#include "moc_websocketserver.cpp" // NOLINT(bugprone-suspicious-include)

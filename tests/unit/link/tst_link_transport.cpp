@@ -59,6 +59,23 @@ bool isByTheRule(quint16 port)
     return port >= 1024 && port <= 8888 && !QString::number(port).contains('9');
 }
 
+/// Counts the sockets that ask for their deletion.
+class DeletedSockets : public QObject
+{
+public:
+    DeletedSockets() { qApp->installEventFilter(this); }
+
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() == QEvent::DeferredDelete && object->inherits("QWebSocket"))
+            ++count;
+        return false;
+    }
+};
+
 /// No further file can be opened while this lives, so that no listen can work.
 class NoMoreFiles
 {
@@ -427,12 +444,14 @@ void TestLinkTransport::connectionsLeaveNothingBehind()
         const WireClient warmUp(server.port);
     }
     QVERIFY(waitUntil([&] { return !pingTimer(server)->isActive(); }));
+    const DeletedSockets deleted;
     const qsizetype before = openFiles();
     for (int round = 0; round < 100; ++round) {
         WireClient client(server.port);
         QVERIFY(client.isConnected());
     }
     QVERIFY(waitUntil([&] { return openFiles() == before; }));
+    QVERIFY(waitUntil([&] { return deleted.count == 100; }));
 }
 
 QTEST_GUILESS_MAIN(TestLinkTransport)

@@ -92,6 +92,5 @@ void Logger::logMessage(QString message)
     QTextStream stream(&file);
     stream.setEncoding(QStringConverter::Utf8);
     stream << message;
-    stream.flush();
-    file.flush();
+    stream.flush(); // and with it the file
 }

@@ -12,6 +12,7 @@
 #include <QThread>
 
 #include <array>
+#include <barrier>
 #include <functional>
 #include <map>
 #include <memory>
@@ -113,9 +114,13 @@ void logWithoutDirectory()
 
 void logFromManyThreads()
 {
+    // All at once, so that the file is opened while the others are logging already.
+    constexpr int threadCount = 8;
+    std::barrier start(threadCount);
     std::vector<std::function<void()>> bodies;
-    for (int thread = 0; thread < 8; ++thread) {
-        bodies.emplace_back([thread] {
+    for (int thread = 0; thread < threadCount; ++thread) {
+        bodies.emplace_back([thread, &start] {
+            start.arrive_and_wait();
             for (int i = 0; i < 250; ++i)
                 qInfo() << "thread" << thread << "line" << i;
         });

@@ -11,7 +11,7 @@
 #include <memory>
 
 /// How long a test waits for what must come; it never waits for what must not.
-inline constexpr int patience = 20000;
+inline constexpr int patience = 60000;
 
 /// Runs the event loop until the condition holds; false if it does not within `patience`.
 [[nodiscard]] bool waitUntil(const std::function<bool()> &condition);

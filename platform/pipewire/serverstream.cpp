@@ -82,6 +82,9 @@ struct ServerStream::Live
     std::atomic<StreamHandler *> handler; ///< null once the owner has closed the stream
     pw_stream *stream = nullptr;
     spa_hook listener{};
+    /// Orders construction before the first cycle and the last cycle before destruction in the
+    /// language's terms; libpipewire does so in its own.
+    std::atomic<uint32_t> cycles{0};
 };
 
 const pw_stream_events ServerStream::Live::events = [] {
@@ -95,8 +98,10 @@ const pw_stream_events ServerStream::Live::events = [] {
     };
     events.process = [](void *data) {
         auto *self = static_cast<Live *>(data);
+        (void)self->cycles.load(std::memory_order_acquire);
         if (StreamHandler *handler = self->handler.load())
             handler->process(self->stream);
+        self->cycles.fetch_add(1, std::memory_order_release);
     };
     return events;
 }();
@@ -118,6 +123,7 @@ ServerStream::ServerStream(Connection &connection, const Request &request, Strea
                      PW_STREAM_FLAG_RT_PROCESS | PW_STREAM_FLAG_DONT_RECONNECT;
     if (!request.startsActive)
         flags |= PW_STREAM_FLAG_INACTIVE;
+    live->cycles.store(0, std::memory_order_release);
     pw_stream_connect(live->stream, request.direction, PW_ID_ANY, pw_stream_flags(flags),
                       parameters, std::size(parameters));
 }
@@ -128,6 +134,7 @@ void ServerStream::close()
         return;
     live->handler.store(nullptr);
     connection.flushDataThread();
+    (void)live->cycles.load(std::memory_order_acquire);
     // libpipewire drops what is still under way to a stream that is gone, and with it the file
     // descriptors in there, which then stay open for good: the stream stays for a moment.
     pw_stream_set_active(live->stream, false);

@@ -1,0 +1,149 @@
+// The global functions of the vocabulary, as this platform gives them.
+#include "platform/coreaudio.h"
+#include "platform/systemversion.h"
+#include "platform/threads.h"
+
+#include <QtTest>
+
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <thread>
+
+class tst_linuxkernel : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void eventsAreSetAndReset();
+    void anAutoResetEventReleasesOneWait();
+    void theLowestSetEventIsTold();
+    void waitingForAllIsNotOffered();
+    void closedHandlesAreInvalid();
+    void memoryCrossesTheInterface();
+    void guidsDiffer();
+    void theVersionIsNotTold();
+    void noBeepWithoutADisplay();
+    void theProcessHasItsId();
+    void realtimeSchedulingAsTheRightsAllow();
+};
+
+void tst_linuxkernel::eventsAreSetAndReset()
+{
+    const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    QVERIFY(event);
+    QCOMPARE(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
+    QVERIFY(SetEvent(event));
+    QCOMPARE(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+    QCOMPARE(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+    QVERIFY(ResetEvent(event));
+    QCOMPARE(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
+    QVERIFY(CloseHandle(event));
+}
+
+void tst_linuxkernel::anAutoResetEventReleasesOneWait()
+{
+    const HANDLE event = CreateEventW(nullptr, FALSE, TRUE, nullptr);
+    QCOMPARE(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+    QCOMPARE(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
+    CloseHandle(event);
+}
+
+void tst_linuxkernel::theLowestSetEventIsTold()
+{
+    const HANDLE events[] = {CreateEventW(nullptr, TRUE, FALSE, nullptr),
+                             CreateEventW(nullptr, TRUE, TRUE, nullptr),
+                             CreateEventW(nullptr, TRUE, TRUE, nullptr)};
+    QCOMPARE(WaitForMultipleObjects(3, events, FALSE, INFINITE), WAIT_OBJECT_0 + 1);
+    for (const HANDLE event : events)
+        CloseHandle(event);
+}
+
+void tst_linuxkernel::waitingForAllIsNotOffered()
+{
+    const HANDLE event = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+    const HANDLE events[] = {event, event};
+    QCOMPARE(WaitForMultipleObjects(2, events, TRUE, 0), WAIT_FAILED);
+    QCOMPARE(GetLastError(), ERROR_INVALID_PARAMETER);
+    QCOMPARE(WaitForMultipleObjects(1, events, TRUE, 0), WAIT_OBJECT_0);
+    CloseHandle(event);
+}
+
+void tst_linuxkernel::closedHandlesAreInvalid()
+{
+    const HANDLE event = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+    QVERIFY(CloseHandle(event));
+    SetLastError(ERROR_SUCCESS);
+    QVERIFY(!CloseHandle(event));
+    QCOMPARE(GetLastError(), ERROR_INVALID_HANDLE);
+    QVERIFY(!SetEvent(event));
+    QCOMPARE(WaitForSingleObject(event, 0), WAIT_FAILED);
+}
+
+void tst_linuxkernel::memoryCrossesTheInterface()
+{
+    void *block = CoTaskMemAlloc(16);
+    QVERIFY(block);
+    CoTaskMemFree(block);
+    CoTaskMemFree(nullptr);
+    QCOMPARE(PropVariantClear(nullptr), E_POINTER);
+}
+
+void tst_linuxkernel::guidsDiffer()
+{
+    GUID first{};
+    GUID second{};
+    QCOMPARE(CoCreateGuid(&first), S_OK);
+    QCOMPARE(CoCreateGuid(&second), S_OK);
+    QVERIFY(first != second);
+    QVERIFY(first != GUID_NULL);
+}
+
+void tst_linuxkernel::theVersionIsNotTold()
+{
+    int major = 1;
+    int minor = 2;
+    int build = 3;
+    QVERIFY(!readSystemVersion(major, minor, build));
+    QCOMPARE(major, 1);
+    QCOMPARE(minor, 2);
+    QCOMPARE(build, 3);
+}
+
+void tst_linuxkernel::noBeepWithoutADisplay()
+{
+    QCOMPARE(MessageBeep(0), FALSE);
+}
+
+void tst_linuxkernel::theProcessHasItsId()
+{
+    QCOMPARE(GetCurrentProcessId(), DWORD(::getpid()));
+}
+
+// What a bare attempt is allowed, a request gets too; and it never does harm.
+void tst_linuxkernel::realtimeSchedulingAsTheRightsAllow()
+{
+    const auto policyAfter = [](void (*attempt)()) {
+        int policy = -1;
+        std::thread([&] {
+            attempt();
+            sched_param parameters{};
+            pthread_getschedparam(pthread_self(), &policy, &parameters);
+        }).join();
+        return policy & ~SCHED_RESET_ON_FORK;
+    };
+    const int allowed = policyAfter([] {
+        sched_param parameters{};
+        parameters.sched_priority = 20;
+        pthread_setschedparam(pthread_self(), SCHED_RR, &parameters);
+    });
+    const int granted = policyAfter(&requestRealtimeScheduling);
+    if (allowed == SCHED_RR)
+        QCOMPARE(granted, SCHED_RR);
+    else
+        QVERIFY(granted == SCHED_OTHER || granted == SCHED_RR); // the service may have helped
+}
+
+QTEST_GUILESS_MAIN(tst_linuxkernel)
+#include "tst_linuxkernel.moc"

@@ -56,7 +56,8 @@ void queueAudio(const QString &suffix, const QByteArray &block)
     FileTable &table = fileTable();
     {
         const std::lock_guard lock(table.mutex);
-        table.files[suffix].audio.push_back(block);
+        // A copy of its own: nothing is shared between the test's thread and the reader's.
+        table.files[suffix].audio.emplace_back(block.constData(), block.size());
     }
     table.changed.notify_all();
 }

@@ -76,7 +76,7 @@ private:
             stream->buffer.first(static_cast<qsizetype>(frames) * stream->frameBytes());
         if ((flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0)
             written.fill('\0');
-        stream->queue.append(written);
+        stream->queue.append(written.constData(), written.size()); // shares nothing
         stream->released.append({frames, flags, written});
         return S_OK;
     }

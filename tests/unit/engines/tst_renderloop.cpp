@@ -203,7 +203,7 @@ void TestRenderLoop::noLimitNeverTrims()
     const LogCapture log;
     const QByteArray sound = pattern(200000);
     player->play(sound, 48000, 2);
-    while (soundOf(stream).size() < sound.size() && !QTest::currentTestFailed()) {
+    for (int period = 0; period < 20 && soundOf(stream).size() < sound.size(); ++period) {
         bool answered = false;
         stream.turn(6000, &answered);
         QVERIFY(answered);

@@ -93,8 +93,8 @@ QByteArray AudioResampler::resample(const QByteArray &input, int &outSamples)
     if (!swrContext || input.isEmpty())
         return {};
 
-    const int inFrames =
-        static_cast<int>(input.size() / (av_get_bytes_per_sample(inSampleFormat) * inChannels));
+    const qsizetype frameBytes = qsizetype(av_get_bytes_per_sample(inSampleFormat)) * inChannels;
+    const int inFrames = static_cast<int>(input.size() / frameBytes);
     // What the converter still holds from earlier blocks comes out too.
     const int64_t outCapacity = av_rescale_rnd(swr_get_delay(swrContext, inSampleRate) + inFrames,
                                                outSampleRate, inSampleRate, AV_ROUND_UP);

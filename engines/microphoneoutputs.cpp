@@ -1,6 +1,7 @@
 // The outputs of the microphone: which player gets a packet, and at what gain.
 #include "common/channels.h"
 #include "engines/gaincurve.h"
+#include "engines/outputgain.h"
 #include "engines/wasapimicrophonecapturer.h"
 
 #include <QDebug>
@@ -8,10 +9,10 @@
 namespace
 {
 
-void apply(const PlayerSlot &slot, double gain)
+void apply(const PlayerSlot &slot, float gain)
 {
     if (const auto player = slot.player())
-        player->setVolume(static_cast<float>(gain));
+        player->setVolume(gain);
 }
 
 } // namespace
@@ -58,21 +59,21 @@ void WASAPIMicrophoneCapturer::setAudioOutput(const QSharedPointer<WASAPIAudioPl
 {
     const QMutexLocker locker(&outputMutex);
     audioOutput.set(player);
-    apply(audioOutput, isMute ? 0.0 : volume);
+    apply(audioOutput, outputGain(isMute, volume));
 }
 
 void WASAPIMicrophoneCapturer::setMute(bool mute)
 {
     const QMutexLocker locker(&outputMutex);
     isMute = mute;
-    apply(audioOutput, isMute ? 0.0 : volume);
+    apply(audioOutput, outputGain(isMute, volume));
 }
 
 void WASAPIMicrophoneCapturer::setVolume(int percent)
 {
     const QMutexLocker locker(&outputMutex);
     volume = gainOfPercent(percent);
-    apply(audioOutput, volume);
+    apply(audioOutput, outputGain(false, volume));
 }
 
 void WASAPIMicrophoneCapturer::setPersonalSynthesizerOutput(
@@ -80,21 +81,21 @@ void WASAPIMicrophoneCapturer::setPersonalSynthesizerOutput(
 {
     const QMutexLocker locker(&outputMutex);
     personalSynthesizerOutput.set(player);
-    apply(personalSynthesizerOutput, personalMute ? 0.0 : personalVolume);
+    apply(personalSynthesizerOutput, outputGain(personalMute, personalVolume));
 }
 
 void WASAPIMicrophoneCapturer::setPersonalMute(bool mute)
 {
     const QMutexLocker locker(&outputMutex);
     personalMute = mute;
-    apply(personalSynthesizerOutput, personalMute ? 0.0 : personalVolume);
+    apply(personalSynthesizerOutput, outputGain(personalMute, personalVolume));
 }
 
 void WASAPIMicrophoneCapturer::setPersonalVolume(int percent)
 {
     const QMutexLocker locker(&outputMutex);
     personalVolume = gainOfPercent(percent);
-    apply(personalSynthesizerOutput, personalVolume);
+    apply(personalSynthesizerOutput, outputGain(false, personalVolume));
 }
 
 void WASAPIMicrophoneCapturer::setStreamingSynthesizerOutput(
@@ -144,10 +145,11 @@ bool WASAPIMicrophoneCapturer::isOnStreamSpeaker() const
 
 void WASAPIMicrophoneCapturer::applyStreamingGain()
 {
-    if (!isOnStreamSpeaker())
-        apply(streamingSynthesizerOutput, streamingMute ? 0.0 : streamingVolume);
-    else if (streamingMute || streamSpeakerMute)
-        apply(streamingSynthesizerOutput, 0.0);
-    else
-        apply(streamingSynthesizerOutput, streamSpeakerVolume * streamingVolume);
+    const StreamingLevel level{
+        .muted = streamingMute,
+        .volume = streamingVolume,
+        .speakerMuted = streamSpeakerMute,
+        .speakerVolume = streamSpeakerVolume,
+    };
+    apply(streamingSynthesizerOutput, streamingGain(level, isOnStreamSpeaker()));
 }

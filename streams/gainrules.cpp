@@ -9,15 +9,3 @@ double mixFactor(bool enabled, int proportion)
     // Single precision throughout; the wide sum keeps any proportion of a client defined.
     return static_cast<float>(qint64{proportion} + 100) / 100.0f;
 }
-
-float outputGain(bool muted, double volume)
-{
-    return muted ? 0.0f : static_cast<float>(volume);
-}
-
-float streamingGain(const StreamingLevel &level, bool onStreamEndpoint)
-{
-    if (!onStreamEndpoint)
-        return outputGain(level.muted, level.volume);
-    return outputGain(level.muted || level.speakerMuted, level.speakerVolume * level.volume);
-}

@@ -12,15 +12,15 @@ SECONDS = 0.5
 def record(sink):
     recorder = subprocess.Popen(
         ["parecord", f"--device={sink}.monitor", "--raw", "--format=s16le", f"--rate={RATE}",
-         "--channels=1", "--latency-msec=20"],
+         "--channels=2", "--latency-msec=20"],
         stdout=subprocess.PIPE)
     try:
-        skipped = recorder.stdout.read(int(RATE * 0.2) * 2)
-        data = recorder.stdout.read(int(RATE * SECONDS) * 2)
+        skipped = recorder.stdout.read(int(RATE * 0.2) * 4)
+        data = recorder.stdout.read(int(RATE * SECONDS) * 4)
     finally:
         recorder.terminate()
         recorder.wait()
-    return array.array("h", data if skipped else b"")
+    return array.array("h", data if skipped else b"")[::2]  # the left channel
 
 
 def main():

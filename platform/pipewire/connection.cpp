@@ -130,12 +130,14 @@ void Connection::armReleaseTimer()
 void Connection::flushDataThread()
 {
     const auto nothing = [](spa_loop *, bool, uint32_t, const void *, size_t, void *) { return 0; };
+    if (!context)
+        return; // libpipewire's own files are missing: there is no server for us, ever
     pw_data_loop_invoke(pw_context_get_data_loop(context), nothing, 0, nullptr, 0, true, nullptr);
 }
 
 void Connection::connect()
 {
-    if (core)
+    if (core || !context)
         return;
     core = pw_context_connect(context, nullptr, 0);
     if (!core) {

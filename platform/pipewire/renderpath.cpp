@@ -11,6 +11,8 @@ namespace
 constexpr uint32_t largestBuffer = 4 * 8192;
 // A resampler asks for a few frames more or less each time.
 constexpr uint32_t resamplerSway = 16;
+// So long a client must have been punctual, in seconds, to be trusted with half a cycle.
+constexpr uint32_t probation = 10;
 } // namespace
 
 void RenderPath::prepare(const SampleFormat &format)
@@ -49,12 +51,19 @@ void RenderPath::process(pw_stream *stream) noexcept
     buffer->size = frames;
     pw_stream_queue_buffer(stream, buffer);
 
-    const bool isLarger = frames > grantedFrames.load(std::memory_order_relaxed);
-    if (taken < bytes && !isLarger && isFed.load(std::memory_order_relaxed))
-        isPunctual.store(false, std::memory_order_relaxed);
+    judgeClient(frames);
     grant(frames);
     if (isRunning())
         callClient(frames);
+}
+
+void RenderPath::judgeClient(uint32_t frames) noexcept
+{
+    const bool isLate = !hasAnswered.exchange(false) && hasEverAnswered.load();
+    if (isLate)
+        punctualFrames.store(0, std::memory_order_relaxed);
+    else if (punctualFrames.load(std::memory_order_relaxed) < probation * streamRate)
+        punctualFrames.fetch_add(frames, std::memory_order_relaxed);
 }
 
 void RenderPath::grant(uint32_t frames) noexcept
@@ -67,14 +76,17 @@ void RenderPath::grant(uint32_t frames) noexcept
 void RenderPath::callClient(uint32_t frames) noexcept
 {
     const std::chrono::nanoseconds half(uint64_t(frames) * 1'000'000'000 / streamRate / 2);
-    if (!isPunctual.load(std::memory_order_relaxed) || !posix::setEventAfter(clientEvent(), half))
+    const bool isPunctual =
+        punctualFrames.load(std::memory_order_relaxed) >= probation * streamRate;
+    if (!isPunctual || !canDelay.load() || !posix::setEventAfter(clientEvent(), half))
         signalClient();
 }
 
 void RenderPath::setRunning(bool now)
 {
-    isFed.store(false);
-    isPunctual.store(now && posix::allowDelay(clientEvent()));
+    hasEverAnswered.store(false);
+    punctualFrames.store(probation * streamRate);
+    canDelay.store(now && posix::allowDelay(clientEvent()));
     StreamPath::setRunning(now);
     // The buffer is empty: a first event at once, which also makes a wait that has begun before
     // look at the event's timer from now on.
@@ -113,6 +125,8 @@ HRESULT RenderPath::getBuffer(UINT32 frames, BYTE **data)
 
 HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
 {
+    hasAnswered.store(true);
+    hasEverAnswered.store(true);
     if ((flags & ~AUDCLNT_BUFFERFLAGS_SILENT) != 0)
         return E_INVALIDARG;
     if (!isRequested)
@@ -124,6 +138,5 @@ HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
     if (flags & AUDCLNT_BUFFERFLAGS_SILENT)
         std::memset(staging.data(), 0, bytes);
     ring.write(staging.data(), bytes);
-    isFed.store(true, std::memory_order_relaxed);
     return S_OK;
 }

@@ -12,7 +12,7 @@
 /// The client's event comes in the middle of the cycle: sound that came out of the graph in this
 /// cycle has then reached the client and goes back into the next one, where an event at the
 /// cycle's start would send silence and the sound one quantum later. A client that was too slow
-/// once gets its events at the cycle's start from then on, with twice the time to answer.
+/// gets its events at the cycle's start for some seconds, with twice the time to answer.
 class RenderPath final : public StreamPath
 {
 public:
@@ -31,6 +31,7 @@ public:
     HRESULT releaseBuffer(UINT32 frames, DWORD flags);
 
 private:
+    void judgeClient(uint32_t frames) noexcept;
     void grant(uint32_t frames) noexcept;
     void callClient(uint32_t frames) noexcept;
 
@@ -40,8 +41,10 @@ private:
     std::vector<BYTE> staging;
     std::atomic<uint32_t> grantedFrames{periodFrames};
     std::atomic<uint32_t> visibleFrames{periodFrames}; ///< what the client was last told
-    std::atomic<bool> isFed{false};                    ///< the client has filled since the start
-    std::atomic<bool> isPunctual{false};               ///< and never too late
-    UINT32 requested = 0;                              ///< of a GetBuffer that is not released
+    std::atomic<bool> hasAnswered{false};              ///< since its last event
+    std::atomic<bool> hasEverAnswered{false};
+    std::atomic<uint32_t> punctualFrames{0}; ///< played since it was last too late
+    std::atomic<bool> canDelay{false};       ///< its event has a timer
+    UINT32 requested = 0;                    ///< of a GetBuffer that is not released
     bool isRequested = false;
 };

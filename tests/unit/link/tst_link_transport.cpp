@@ -62,7 +62,7 @@ bool isByTheRule(quint16 port)
 class DeletedSockets : public QObject
 {
 public:
-    DeletedSockets() { qApp->installEventFilter(this); }
+    DeletedSockets() { QCoreApplication::instance()->installEventFilter(this); }
 
     int count = 0;
 

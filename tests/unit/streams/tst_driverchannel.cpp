@@ -133,6 +133,7 @@ void TestDriverChannel::openingAndClosingALineOfASpeakerIsLogged()
     bench.log.clear();
     bench.device->closeDevice();
     QVERIFY(bench.log.lines().contains("Info: Try to close device: 6"));
+    QTRY_VERIFY(bench.log.lines().contains("Info: tavoriGetSpeakerDataThread::run 6 - end"));
     bench.log.clear();
     bench.device->closeDevice();
     QCOMPARE(bench.log.lines(), QStringList{"Info: Try to close device: 6"});
@@ -197,6 +198,7 @@ void TestDriverChannel::aSecondCloseOnlyLogs()
     SpeakerBench bench;
     QVERIFY(bench.open());
     bench.device->closeDevice();
+    QTRY_VERIFY(bench.log.lines().contains("Info: tavoriGetSpeakerDataThread::run 6 - end"));
     simulated::clearCalls();
     bench.log.clear();
     bench.device->closeDevice();

@@ -139,11 +139,12 @@ void TestSpeakerOutputs::anInitOfAClosedSpeakerChangesNothing()
     init(bench, outputs[index], id, "Speakers");
     QCOMPARE(bench.log.lines(), expected);
 
+    // Other threads may still be saying their last words after this close.
     QVERIFY(bench.open());
     bench.device->closeDevice();
     bench.log.clear();
     init(bench, outputs[index], id, "Speakers");
-    QCOMPARE(bench.log.lines(), expected);
+    QCOMPARE(bench.log.lines().filter("tavoriOutputDevice::"), expected);
     QVERIFY(renderStreams(id).isEmpty());
     QVERIFY(playerOf(bench, outputs[index]).deviceID().isEmpty());
 }
@@ -245,7 +246,7 @@ void TestSpeakerOutputs::aReopenActsOnItsEndpointAlone()
     bench.device->closeDevice();
     bench.log.clear();
     reopen(bench, outputs[index], other, "Headset");
-    QVERIFY(bench.log.lines().isEmpty());
+    QCOMPARE(bench.log.lines().filter("tavoriOutputDevice::"), QStringList());
     reopen(bench, outputs[index], id, "Speakers");
     QCOMPARE(bench.log.linesOf("Critical"),
              QStringList{QString("Critical: tavoriOutputDevice::%1 The thread has not started.")
@@ -357,7 +358,7 @@ void TestSpeakerOutputs::aSpeakersEndClosesItsPlayers()
         bench.device->streamingSynthesizerOutput()};
     bench.device.reset();
     for (const auto &player : players)
-        QVERIFY(!player);
+        QTRY_VERIFY(!player);
     QCOMPARE(simulated::leakReport(), QString());
 }
 

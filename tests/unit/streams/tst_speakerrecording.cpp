@@ -97,6 +97,7 @@ void TestSpeakerRecording::startingTwiceRecordsOnce()
     const WorkingDirectory directory;
     SpeakerBench bench;
     QVERIFY(bench.open());
+    QVERIFY(bench.nextReadBegins());
     bench.device->startRecord();
     bench.log.clear();
     bench.device->startRecord();

@@ -3,11 +3,6 @@
 namespace
 {
 
-QString stateChanged(const QString &id, const char *muted, int percent)
-{
-    return QString("sigDeviceStateChanged(%1, %2, %3%)").arg(id, QString(muted)).arg(percent);
-}
-
 QString controlChanged(const QString &id, const char *muted, int percent)
 {
     return QString("sigDeviceControlChanged(%1, %2, %3%)").arg(id, QString(muted)).arg(percent);

@@ -454,14 +454,17 @@ void tst_endpointlist::nothingLeaks()
         QTRY_VERIFY(!level->events().isEmpty());
         privateserver::unload(module);
         QTRY_VERIFY(!namesOf(eRender).contains("Extra"));
+        QCOMPARE(setVisible(cardId(tavoriMedia, eRender), true), S_OK);
+        QCOMPARE(setVisible(cardId(tavoriMedia, eRender), false), S_OK);
     };
     round(0.9f);
     const int descriptors = privateserver::openDescriptors();
     const int threads = privateserver::threads();
     for (int count = 0; count < 20; ++count)
         round(float(count) / 25.0f);
-    QTRY_COMPARE(privateserver::openDescriptors(), descriptors);
-    QTRY_COMPARE(privateserver::threads(), threads);
+    // Twenty rounds would show: what the first one has yet to close does not count.
+    QTRY_VERIFY(privateserver::openDescriptors() <= descriptors);
+    QTRY_VERIFY(privateserver::threads() <= threads);
 }
 
 QTEST_GUILESS_MAIN(tst_endpointlist)

@@ -28,6 +28,7 @@ private slots:
 
     void defaultsFollowTheServer();
     void aDefaultIsAnnouncedAfterItsArrival();
+    void anUnpluggedDefaultIsAnnouncedWhenItIsPlugged();
     void aVanishedDefaultIsNone();
 
     void lostServerMakesEverythingNotPresent();
@@ -234,6 +235,20 @@ void tst_endpointmodel::aDefaultIsAnnouncedAfterItsArrival()
     QVERIFY(!model->defaultEndpoint(eRender));
     model->nodeListed(node(1, "speakers"));
     QCOMPARE(events->take(), QStringList({"added " + speakers, "default 0 " + speakers}));
+}
+
+void tst_endpointmodel::anUnpluggedDefaultIsAnnouncedWhenItIsPlugged()
+{
+    Node speaker = node(1, "speakers");
+    speaker.plugged = false;
+    model->nodeListed(speaker);
+    events->take();
+    model->defaultNamed(eRender, "speakers");
+    QCOMPARE(events->take(), QStringList());
+    QVERIFY(!model->defaultEndpoint(eRender));
+    speaker.plugged = true;
+    model->nodeListed(speaker);
+    QCOMPARE(events->take(), QStringList({"state 1 " + speakers, "default 0 " + speakers}));
 }
 
 void tst_endpointmodel::aVanishedDefaultIsNone()

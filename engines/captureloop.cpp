@@ -1,7 +1,7 @@
 // The capture thread.
 #include "engines/capturestream.h"
+#include "engines/sharedmode.h"
 #include "engines/wasapimicrophonecapturer.h"
-#include "platform/resulttext.h"
 #include "platform/threads.h"
 
 #include <QDebug>
@@ -12,12 +12,6 @@ namespace
 {
 
 constexpr DWORD waitMs = 1000;
-
-bool failed(const char *words, HRESULT code)
-{
-    qCritical() << words << resultText(code);
-    return false;
-}
 
 } // namespace
 

@@ -1,23 +1,12 @@
 #include "engines/capturestream.h"
 
 #include "engines/captureformat.h"
+#include "engines/sharedmode.h"
 #include "platform/resulttext.h"
 
 #include <QDebug>
 
 #include <utility>
-
-namespace
-{
-
-template <typename T>
-void releaseAndClear(T *&pointer)
-{
-    if (T *old = std::exchange(pointer, nullptr))
-        old->Release();
-}
-
-} // namespace
 
 CaptureStream::CaptureStream(CaptureStreamOptions given, WASAPIMicrophoneCapturer *receiver)
     : options(std::move(given)), receiver(receiver), channels(options.channels)
@@ -104,22 +93,10 @@ bool CaptureStream::initializeLowLatency()
                                                                minimumFrames, waveFormat, nullptr));
 }
 
-HRESULT CaptureStream::initializeClient()
-{
-    REFERENCE_TIME defaultPeriod = 0;
-    REFERENCE_TIME minimumPeriod = 0;
-    if (FAILED(audioClient->GetDevicePeriod(&defaultPeriod, &minimumPeriod)))
-        minimumPeriod = 0;
-    constexpr DWORD flags = AUDCLNT_STREAMFLAGS_AUTOCONVERTPCM |
-                            AUDCLNT_STREAMFLAGS_SRC_DEFAULT_QUALITY |
-                            AUDCLNT_STREAMFLAGS_EVENTCALLBACK;
-    return audioClient->Initialize(AUDCLNT_SHAREMODE_SHARED, flags, minimumPeriod, 0, waveFormat,
-                                   nullptr);
-}
-
 bool CaptureStream::startClient()
 {
-    const HRESULT initialized = initializeLowLatency() ? S_OK : initializeClient();
+    const HRESULT initialized =
+        initializeLowLatency() ? S_OK : initializeShared(*audioClient, *waveFormat);
     if (!passed(initialized, "Capture microphone - Fail to Initialize:"))
         return false;
     channels = waveFormat->nChannels;

@@ -57,9 +57,7 @@ private:
     [[nodiscard]] bool passed(HRESULT code, const char *words, const Details &...details) const;
 
     [[nodiscard]] bool openEndpoint();
-    [[nodiscard]] bool takeFormat();
     [[nodiscard]] bool initializeLowLatency();
-    [[nodiscard]] HRESULT initializeClient();
     [[nodiscard]] bool startClient();
     void release();
 

@@ -1,21 +1,10 @@
 // The play thread of a render stream.
 #include "engines/renderstream.h"
-#include "platform/resulttext.h"
+#include "engines/sharedmode.h"
 #include "platform/threads.h"
 
 #include <QDebug>
 #include <QThread>
-
-namespace
-{
-
-bool failed(const char *words, HRESULT code)
-{
-    qCritical() << words << resultText(code);
-    return false;
-}
-
-} // namespace
 
 void RenderStream::run()
 {

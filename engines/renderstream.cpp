@@ -1,5 +1,6 @@
 #include "engines/renderstream.h"
 
+#include "engines/sharedmode.h"
 #include "platform/resulttext.h"
 
 #include <QDebug>
@@ -8,13 +9,6 @@
 
 namespace
 {
-
-/// The words of a failed step and its code; false, for the step to return.
-bool failed(const char *words, HRESULT code)
-{
-    qCritical() << words << resultText(code);
-    return false;
-}
 
 void logFormat(const char *title, const WAVEFORMATEX &format)
 {
@@ -37,13 +31,6 @@ void makeSixteenBit(WAVEFORMATEX &format)
     format.nBlockAlign = static_cast<WORD>(bits * format.nChannels / 8);
     format.nAvgBytesPerSec = format.nBlockAlign * format.nSamplesPerSec;
     format.cbSize = 0;
-}
-
-template <typename T>
-void releaseAndClear(T *&pointer)
-{
-    if (T *old = std::exchange(pointer, nullptr))
-        old->Release();
 }
 
 } // namespace
@@ -104,17 +91,7 @@ bool RenderStream::initializeClient()
     makeSixteenBit(*waveFormat);
     logFormat("New parameters:", *waveFormat);
 
-    REFERENCE_TIME defaultPeriod = 0;
-    REFERENCE_TIME minimumPeriod = 0;
-    if (FAILED(audioClient->GetDevicePeriod(&defaultPeriod, &minimumPeriod)))
-        minimumPeriod = 0;
-
-    // The engine converts to what the endpoint runs at, so no format is asked for first.
-    constexpr DWORD flags = AUDCLNT_STREAMFLAGS_AUTOCONVERTPCM |
-                            AUDCLNT_STREAMFLAGS_SRC_DEFAULT_QUALITY |
-                            AUDCLNT_STREAMFLAGS_EVENTCALLBACK;
-    code = audioClient->Initialize(AUDCLNT_SHAREMODE_SHARED, flags, minimumPeriod, 0, waveFormat,
-                                   nullptr);
+    code = initializeShared(*audioClient, *waveFormat);
     if (FAILED(code))
         return failed("WASAPIAudioPlayer play audio - Fail to Initialize:", code);
     return true;

@@ -264,9 +264,10 @@ void TestEvents::survivesCloseUnderUse()
         };
         std::vector<std::thread> threads;
         // Each ends because the handle is closed, and for no other reason.
-        threads.push_back(user([event] {
-            while (waitFor(event, bound) == WAIT_OBJECT_0) {
-            }
+        DWORD result = WAIT_OBJECT_0;
+        threads.push_back(user([event, &result] {
+            while (result == WAIT_OBJECT_0)
+                result = waitFor(event, bound);
         }));
         threads.push_back(user([event] {
             while (posix::setEvent(event)) {
@@ -282,6 +283,7 @@ void TestEvents::survivesCloseUnderUse()
         for (std::thread &thread : threads)
             thread.join();
         QCOMPARE(ended.load(), 3);
+        QCOMPARE(result, WAIT_FAILED);
     }
 }
 

@@ -9,6 +9,10 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 checks=("$@")
 [ ${#checks[@]} -gt 0 ] || checks=(release asan tsan windows style)
 
+# The tests whose subjects have threads of their own. Those that start child processes stay out:
+# waiting for a child does not end reliably under the thread sanitizer.
+threaded='tst_(renderloop|playeropening|microphone|speaker|systemsoundmonitor|audiodevice|audioendpoint|logger|framering|dispatcher|controller_life|link_commands)'
+
 # Compilations are shared between clones, wherever they stand.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 
@@ -37,10 +41,14 @@ for check in "${checks[@]}"; do
         build release
         tests release
         ;;
-    asan | tsan)
-        build "$check"
+    asan)
+        build asan
         # The system tests measure sound, which the sanitizers are too slow for.
-        tests "$check" --label-exclude system
+        tests asan --label-exclude system
+        ;;
+    tsan)
+        build tsan
+        tests tsan --label-exclude system --tests-regex "$threaded"
         ;;
     windows) build windows-check ;;
     style)

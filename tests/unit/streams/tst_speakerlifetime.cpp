@@ -50,7 +50,7 @@ void TestSpeakerLifetime::aThousandOpensAndClosesLeaveNothing()
         settle();
         bench.log.clear();
     }
-    QTRY_COMPARE(threads(), threadsBefore);
+    QTRY_VERIFY(threads() <= threadsBefore);
     QCOMPARE(simulated::liveObjects(), objectsBefore);
     QCOMPARE(simulated::openDeviceFiles(bench.suffix), 0);
 }
@@ -67,7 +67,7 @@ void TestSpeakerLifetime::aThousandCaptureLinesLeaveNothing()
         QVERIFY(line.openDevice(path.c_str(), tavoriStream));
     }
     settle();
-    QTRY_COMPARE(threads(), threadsBefore);
+    QTRY_VERIFY(threads() <= threadsBefore);
     QCOMPARE(simulated::liveObjects(), objectsBefore);
     QCOMPARE(simulated::writesTo(suffix).size(), 2000);
 }
@@ -110,7 +110,7 @@ void TestSpeakerLifetime::aThreadStuckInItsReadIsLeftToItsOwnEnd()
     leaveRead.release(); // the closed handle's read fails, and the thread ends
     QTRY_VERIFY(bench.log.lines().contains("Info: tavoriGetSpeakerDataThread::run 6 - end"));
     QVERIFY(bench.log.lines().contains("Critical: Can't read data from driver!"));
-    QTRY_COMPARE(threads(), threadsBefore); // the recorder's with it
+    QTRY_VERIFY(threads() <= threadsBefore); // the recorder's with it
     QCOMPARE(simulated::countCalls("ReadFile"), 1);
 }
 

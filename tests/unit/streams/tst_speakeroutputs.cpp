@@ -57,6 +57,13 @@ void reopen(const SpeakerBench &bench, const OutputDoors &output, const QString 
     (bench.device.get()->*output.reopen)(id, name, {});
 }
 
+/// Waits until the player has dealt with the blocks that are on their way to it.
+void settle(WASAPIAudioPlayer &player)
+{
+    QMetaObject::invokeMethod(
+        &player, [] {}, Qt::BlockingQueuedConnection);
+}
+
 qsizetype opensOf(const QString &id)
 {
     const auto records = simulated::callRecords();
@@ -193,6 +200,7 @@ void TestSpeakerOutputs::anOutputThatCannotOpenStaysAttached()
     bench.device->initAudioOutput(id, "Speakers", {});
     QVERIFY(renderStreams(id).isEmpty());
     QVERIFY(bench.deliver(tone(1))); // lost
+    settle(*bench.device->audioOutput());
     QCOMPARE(bench.device->audioOutput()->deviceID(), id);
 
     // The endpoint's properties change, and the output finds its way.
@@ -277,6 +285,7 @@ void TestSpeakerOutputs::anEndpointThatLeftClosesItsOutputs()
     // Attached again, with its gain, it drops what it is sent until the next init.
     QCOMPARE(bench.device->audioOutput()->getVolume(), 0.333188f);
     QVERIFY(bench.deliver(tone(1)));
+    settle(*bench.device->audioOutput());
     bench.device->setOutputLevel(bench.ownID, false, 100);
     const auto stream = bench.initAudioOutput("USB");
     QVERIFY(stream);

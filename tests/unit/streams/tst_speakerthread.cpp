@@ -73,6 +73,7 @@ void TestSpeakerThread::aReadOfNothingIsSilentInTheLog()
     QVERIFY(bench.open());
     const auto stream = bench.initAudioOutput();
     QVERIFY(stream);
+    QVERIFY(bench.nextReadBegins());
     bench.log.clear();
     for (int i = 0; i < 5; ++i)
         QVERIFY(bench.deliver(QByteArray()));
@@ -88,6 +89,7 @@ void TestSpeakerThread::aFailedReadIsLoggedEachTimeAndTriedAgain()
     QVERIFY(bench.open());
     const auto stream = bench.initAudioOutput();
     QVERIFY(stream);
+    QVERIFY(bench.nextReadBegins());
     bench.log.clear();
     simulated::failNext("ReadFile", ERROR_ACCESS_DENIED, 5);
     QVERIFY(simulated::waitForCalls("ReadFile", simulated::countCalls("ReadFile") + 7));

@@ -99,6 +99,13 @@ class Client:
         infos = self.wait_for("didReceiveOutputDeviceInfos")
         return {info["deviceName"]: info for info in infos["outputDevice"]}
 
+    def await_endpoints(self):
+        """Returns when the private server's outputs and the speakers of the start are listed."""
+        wanted = {"Speakers", "Headset"} | {full_name(name) for name in
+                                            ("Aux", "Chat", "Gaming", "Media", "Microphone")}
+        eventually(lambda: wanted <= set(self.outputs()), 30, "the endpoints")
+        self.events.clear()
+
     def inputs(self):
         self.send("getInputDeviceInfos")
         infos = self.wait_for("didReceiveInputDeviceInfos")

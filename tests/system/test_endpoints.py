@@ -10,6 +10,7 @@ class EndpointTest(unittest.TestCase):
     def setUp(self):
         self.program = Program(tempfile.mkdtemp(prefix="quorvane-"))
         self.client = Client()
+        self.client.await_endpoints()
 
     def tearDown(self):
         self.client.close()
@@ -55,7 +56,8 @@ class EndpointTest(unittest.TestCase):
         extra = self.client.wait_for("deviceAdded", deviceName="Extra")["deviceID"]
         self.assertEqual(self.client.outputs()["Extra"]["deviceID"], extra)
         self.assertEqual([event for event in self.client.events
-                          if event["event"] == "deviceActive"], [])
+                          if event["event"] == "deviceActive"
+                          and event["payload"]["deviceID"] == extra], [])
         audio.unload(module)
         self.client.wait_for("deviceRemoved", deviceID=extra)
         self.assertNotIn("Extra", self.client.outputs())

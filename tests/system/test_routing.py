@@ -22,6 +22,7 @@ class RoutingTest(unittest.TestCase):
         self.folder = tempfile.mkdtemp(prefix="quorvane-")
         self.program = Program(self.folder)
         self.client = Client()
+        self.client.await_endpoints()
         self.tones = []
         # The desktop remembers levels from one run to the next.
         for name, info in self.client.outputs().items():

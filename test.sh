@@ -2,7 +2,7 @@
 # Builds and runs every check: unit and system tests, both sanitizers, a short fuzz run, the
 # compile check for Windows, and the style of the sources. Can be run again at no cost.
 #
-#   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows style
+#   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows style tidy
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
@@ -54,6 +54,10 @@ for check in "${checks[@]}"; do
     style)
         step "Checking the sources' style"
         scripts/check-style.sh
+        ;;
+    tidy)
+        step "Linting the sources"
+        scripts/check-style.sh --tidy
         ;;
     *)
         echo "test.sh: unknown check '$check'" >&2

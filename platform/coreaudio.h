@@ -6,6 +6,7 @@
 #include "platform/windows/sdk.h"
 #else
 #include "platform/vocabulary/audioclient.h"
+#include "platform/vocabulary/audiosession.h"
 #include "platform/vocabulary/basetypes.h"
 #include "platform/vocabulary/endpointvolume.h"
 #include "platform/vocabulary/kernel.h"

@@ -25,6 +25,12 @@ template <> struct InterfaceInfo<IAudioClient3> : InterfaceTraits<IID_IAudioClie
 template <> struct InterfaceInfo<IAudioEndpointVolume> : InterfaceTraits<IID_IAudioEndpointVolume> {};
 template <> struct InterfaceInfo<IAudioEndpointVolumeCallback> : InterfaceTraits<IID_IAudioEndpointVolumeCallback> {};
 template <> struct InterfaceInfo<IAudioRenderClient> : InterfaceTraits<IID_IAudioRenderClient> {};
+template <> struct InterfaceInfo<IAudioSessionControl> : InterfaceTraits<IID_IAudioSessionControl> {};
+template <> struct InterfaceInfo<IAudioSessionControl2> : InterfaceTraits<IID_IAudioSessionControl2, IAudioSessionControl> {};
+template <> struct InterfaceInfo<IAudioSessionEnumerator> : InterfaceTraits<IID_IAudioSessionEnumerator> {};
+template <> struct InterfaceInfo<IAudioSessionEvents> : InterfaceTraits<IID_IAudioSessionEvents> {};
+template <> struct InterfaceInfo<IAudioSessionManager2> : InterfaceTraits<IID_IAudioSessionManager2> {};
+template <> struct InterfaceInfo<IAudioSessionNotification> : InterfaceTraits<IID_IAudioSessionNotification> {};
 template <> struct InterfaceInfo<IMMDevice> : InterfaceTraits<IID_IMMDevice> {};
 template <> struct InterfaceInfo<IMMDeviceCollection> : InterfaceTraits<IID_IMMDeviceCollection> {};
 template <> struct InterfaceInfo<IMMDeviceEnumerator> : InterfaceTraits<IID_IMMDeviceEnumerator> {};
@@ -32,6 +38,7 @@ template <> struct InterfaceInfo<IMMNotificationClient> : InterfaceTraits<IID_IM
 template <> struct InterfaceInfo<IPolicyConfig> : InterfaceTraits<IID_IPolicyConfig> {};
 template <> struct InterfaceInfo<IPolicyConfigVista> : InterfaceTraits<IID_IPolicyConfigVista> {};
 template <> struct InterfaceInfo<IPropertyStore> : InterfaceTraits<IID_IPropertyStore> {};
+template <> struct InterfaceInfo<ISimpleAudioVolume> : InterfaceTraits<IID_ISimpleAudioVolume> {};
 // clang-format on
 
 } // namespace posix

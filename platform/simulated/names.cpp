@@ -26,6 +26,12 @@ constexpr NamedId knownIds[] = {
     {IID_IAudioEndpointVolume, "IAudioEndpointVolume"},
     {IID_IAudioEndpointVolumeCallback, "IAudioEndpointVolumeCallback"},
     {IID_IAudioRenderClient, "IAudioRenderClient"},
+    {IID_IAudioSessionControl, "IAudioSessionControl"},
+    {IID_IAudioSessionControl2, "IAudioSessionControl2"},
+    {IID_IAudioSessionEnumerator, "IAudioSessionEnumerator"},
+    {IID_IAudioSessionEvents, "IAudioSessionEvents"},
+    {IID_IAudioSessionManager2, "IAudioSessionManager2"},
+    {IID_IAudioSessionNotification, "IAudioSessionNotification"},
     {IID_IMMDevice, "IMMDevice"},
     {IID_IMMDeviceCollection, "IMMDeviceCollection"},
     {IID_IMMDeviceEnumerator, "IMMDeviceEnumerator"},
@@ -33,6 +39,7 @@ constexpr NamedId knownIds[] = {
     {IID_IPolicyConfig, "IPolicyConfig"},
     {IID_IPolicyConfigVista, "IPolicyConfigVista"},
     {IID_IPropertyStore, "IPropertyStore"},
+    {IID_ISimpleAudioVolume, "ISimpleAudioVolume"},
     {IID_IUnknown, "IUnknown"},
 };
 

@@ -1,6 +1,7 @@
 #include "platform/posix/taskmemory.h"
 #include "platform/simulated/objects.h"
 #include "platform/simulated/recordedobject.h"
+#include "platform/simulated/sessiontable.h"
 #include "platform/simulated/tables.h"
 
 namespace simulated
@@ -31,11 +32,15 @@ public:
             return S_OK;
         }
         const bool isClient3 = iid == IID_IAudioClient3 && endpoint->hasAudioClient3;
-        if (iid != IID_IAudioClient && !isClient3)
+        const bool isSessions = iid == IID_IAudioSessionManager2;
+        if (iid != IID_IAudioClient && !isClient3 && !isSessions)
             return E_NOINTERFACE;
         if (endpoint->state != DEVICE_STATE_ACTIVE)
             return AUDCLNT_E_DEVICE_INVALIDATED;
-        *ppInterface = makeAudioClient(endpointId);
+        if (isSessions)
+            *ppInterface = makeSessionManager(endpointId);
+        else
+            *ppInterface = makeAudioClient(endpointId);
         return S_OK;
     }
 

@@ -2,6 +2,7 @@
 
 #include "platform/simulated/endpoints.h"
 #include "platform/simulated/immortal.h"
+#include "platform/simulated/sessiontable.h"
 #include "platform/simulated/sinks.h"
 
 #include <algorithm>
@@ -128,6 +129,8 @@ void resetSinks()
     dispatcher().drain();
     endpointSinks().clear();
     levelSinks().clear();
+    sessionEventSinks().clear();
+    newSessionSinkList().clear();
 }
 
 } // namespace simulated

@@ -9,8 +9,8 @@ namespace simulated
 {
 
 /// Records queries and the last release under the interface's name, and counts as live meanwhile.
-template <typename Interface>
-class RecordedObject : public posix::ComObject<Interface>
+template <typename First, typename... More>
+class RecordedObject : public posix::ComObject<First, More...>
 {
 public:
     explicit RecordedObject(const char *name, const QString &endpointId = {})
@@ -26,7 +26,7 @@ public:
                 *result = nullptr;
             return *fault;
         }
-        return posix::ComObject<Interface>::QueryInterface(id, result);
+        return posix::ComObject<First, More...>::QueryInterface(id, result);
     }
 
 protected:

@@ -3,6 +3,7 @@
 #include "platform/simulated/census.h"
 #include "platform/simulated/filetable.h"
 #include "platform/simulated/record.h"
+#include "platform/simulated/sessiontable.h"
 #include "platform/simulated/settingsstore.h"
 #include "platform/simulated/sinks.h"
 #include "platform/simulated/streamstate.h"
@@ -17,6 +18,7 @@ void reset()
     // Sinks first: none may see the tables go.
     resetSinks();
     resetStreams();
+    resetSessions();
     resetTables();
     resetFiles();
     resetSettings();

@@ -6,6 +6,7 @@
 #include "platform/simulated/devicefiles.h"
 #include "platform/simulated/endpoints.h"
 #include "platform/simulated/notifications.h"
+#include "platform/simulated/sessions.h"
 #include "platform/simulated/settings.h"
 #include "platform/simulated/streams.h"
 #include "platform/simulated/system.h"
@@ -13,9 +14,9 @@
 namespace simulated
 {
 
-/// Back to the pristine state, for the start of each test: no endpoints, files, settings, faults,
-/// calls or sinks. Objects that still live go on answering, but find nothing, and are no longer
-/// counted as leaks.
+/// Back to the pristine state, for the start of each test: no endpoints, sessions, files, settings,
+/// faults, calls or sinks. Objects that still live go on answering, but find nothing, and are no
+/// longer counted as leaks.
 void reset();
 
 /// What was handed out since the last reset and not given back: interfaces, handles and blocks of

@@ -4,6 +4,7 @@ import json
 import math
 import pathlib
 import subprocess
+import time
 
 RATE = 48000
 TOOLS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
@@ -26,6 +27,12 @@ def sink_named(description):
                  if sink["description"] == description), None)
 
 
+def source_named(description):
+    """The same for sources."""
+    return next((source["name"] for source in pactl_list("sources")
+                 if source["description"] == description), None)
+
+
 def load_sink(name, description, **properties):
     """Loads a null sink and gives its module number back."""
     return pactl("load-module", "module-null-sink", f"sink_name={name}",
@@ -37,14 +44,23 @@ def unload(module):
     pactl("unload-module", module)
 
 
+def unload_if_there(module):
+    subprocess.run(["pactl", "unload-module", module], capture_output=True, timeout=30)
+
+
+def tone_file(folder, hertz, amplitude):
+    path = pathlib.Path(folder) / f"tone-{hertz}-{amplitude}.wav"
+    if not path.exists():
+        subprocess.run([TOOLS / "make-tone.py", str(hertz), "120", path, str(amplitude)],
+                       check=True)
+    return path
+
+
 class Tone:
     """A sine tone that an application plays into a sink until it is ended."""
 
     def __init__(self, folder, sink, hertz, player="paplay", amplitude=0.25):
-        path = pathlib.Path(folder) / f"tone-{hertz}-{amplitude}.wav"
-        if not path.exists():
-            subprocess.run([TOOLS / "make-tone.py", str(hertz), "120", path, str(amplitude)],
-                           check=True)
+        path = tone_file(folder, hertz, amplitude)
         command = {"paplay": ["paplay", f"--device={sink}", path],
                    "pw-play": ["pw-play", f"--target={sink}", path]}[player]
         self.process = subprocess.Popen(command)
@@ -58,6 +74,30 @@ class Tone:
 
     def __exit__(self, *_):
         self.stop()
+
+
+class Voice(Tone):
+    """A sine tone in front of a microphone, a virtual source: it goes through a sink that is
+    linked to it."""
+
+    def __init__(self, folder, microphone, hertz, amplitude=0.25):
+        mouth = f"mouth-{hertz}-{microphone}"
+        self.module = load_sink(mouth, f"Mouth {hertz}")
+        super().__init__(folder, mouth, hertz, amplitude=amplitude)
+        for side in ("FL", "FR"):
+            self._link(f"{mouth}:monitor_{side}", f"{microphone}:input_{side}")
+
+    def stop(self):
+        super().stop()
+        unload_if_there(self.module)
+
+    @staticmethod
+    def _link(output, port):
+        for _ in range(200):
+            if subprocess.run(["pw-link", output, port], capture_output=True).returncode == 0:
+                return
+            time.sleep(0.05)
+        raise AssertionError(f"no link from {output} to {port}")
 
 
 def record(source, seconds):
@@ -84,6 +124,12 @@ def amplitude_of(samples, hertz):
     return 2 * math.hypot(real, imaginary) / max(count, 1)
 
 
+def amplitudes(source, frequencies, seconds=0.5):
+    """The amplitude of each frequency at a source. Even frequencies do not disturb each other."""
+    samples = record(source, seconds)
+    return {hertz: amplitude_of(samples, hertz) for hertz in frequencies}
+
+
 def heard(sink, hertz, seconds=0.5):
     """The amplitude of a frequency at a sink's monitor."""
-    return amplitude_of(record(f"{sink}.monitor", seconds), hertz)
+    return amplitudes(f"{sink}.monitor", [hertz], seconds)[hertz]

@@ -1,64 +1,13 @@
 """What an application plays into a virtual speaker is heard where the client routed it."""
-import tempfile
 import time
 import unittest
 
 import audio
-from program import Client, Program, eventually, full_name
-
-AMPLITUDE = 0.25
-SILENCE = 1e-4
+from program import full_name
+from soundcase import AMPLITUDE, SILENCE, SoundCase, gain_of
 
 
-def gain_of(percent):
-    """The gain curve: -60 dB to 0 dB with the exponent 0.25."""
-    if percent <= 0:
-        return 0.0
-    return 10 ** (((min(percent, 100) / 100) ** 0.25 * 60 - 60) / 20)
-
-
-class RoutingTest(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="quorvane-")
-        self.program = Program(self.folder)
-        self.client = Client()
-        self.client.await_endpoints()
-        self.tones = []
-        # The desktop remembers levels from one run to the next.
-        for name, info in self.client.outputs().items():
-            endpoint = {"deviceName": name, "deviceID": info["deviceID"]}
-            self.client.send("setDeviceVolume", deviceVolume=100, **endpoint)
-            self.client.send("setDeviceMute", deviceMute=False, **endpoint)
-        self.client.barrier()
-
-    def tearDown(self):
-        # First, lest the server moves their streams elsewhere when the speakers go.
-        for tone in self.tones:
-            tone.stop()
-        self.client.close()
-        self.program.__exit__(None)
-
-    def play(self, short_name, hertz, player="paplay"):
-        tone = audio.Tone(self.folder, audio.sink_named(full_name(short_name)), hertz, player)
-        self.tones.append(tone)
-        return tone
-
-    def assert_heard(self, sink, hertz, amplitude=AMPLITUDE):
-        """Waits with a bound for the level, since a stream takes a moment to start."""
-        measured = []
-
-        def is_there():
-            measured.append(audio.heard(sink, hertz))
-            return abs(measured[-1] - amplitude) <= 0.02 * AMPLITUDE
-        try:
-            eventually(is_there, 20)
-        except AssertionError:
-            self.fail(f"{hertz} Hz at {sink}: {measured[-5:]}, not {amplitude}")
-
-    def assert_silent(self, sink, hertz):
-        eventually(lambda: audio.heard(sink, hertz) < SILENCE, 10,
-                   f"the end of {hertz} Hz at {sink}")
-
+class RoutingTest(SoundCase):
     def test_gaming_sounds_on_the_chosen_endpoint(self):
         for player in ("paplay", "pw-play"):
             with self.subTest(player=player):

@@ -1,23 +1,14 @@
 """No sound server at start, and a server that is killed and comes back."""
 import os
 import pathlib
-import subprocess
 import tempfile
 import unittest
 
 import audio
+import server
 from program import Client, Program, eventually, full_name
 
-SERVER = str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "private-server.sh")
 AMPLITUDE = 0.25
-
-
-def stop_server():
-    subprocess.run([SERVER, "--stop"], check=True, timeout=60)
-
-
-def start_server():
-    subprocess.run([SERVER, "--start"], check=True, timeout=60)
 
 
 def cpu_seconds(pid):
@@ -37,33 +28,33 @@ class ServerLossTest(unittest.TestCase):
                        "the tone at Headset")
 
     def test_no_server_at_start(self):
-        stop_server()
+        server.stop()
         try:
             with Program(self.folder), Client() as client:
                 self.assertEqual(client.outputs(), {})
                 self.assertEqual(client.inputs(), {})
-                start_server()
+                server.start()
                 client.wait_for("deviceAdded", 30, deviceName="Headset")
                 client.wait_for("deviceActive", 30, deviceName=full_name("Gaming"))
                 client.await_endpoints()
                 self.assert_route_sounds(client)
         finally:
-            if not subprocess.run(["pactl", "info"], capture_output=True).returncode == 0:
-                start_server()
+            if not server.is_running():
+                server.start()
 
     def test_server_killed_and_restarted_while_sound_runs(self):
         with Program(self.folder) as program, Client() as client:
             client.await_endpoints()
             for _ in range(3):
                 self.assert_route_sounds(client)
-                stop_server()
+                server.stop()
                 client.wait_for("deviceNotPresent", 30)
                 eventually(lambda: client.outputs() == {}, 15, "empty lists")
                 before = cpu_seconds(program.process.pid)
                 client.barrier()
                 self.assertIsNone(program.process.poll())
                 self.assertLess(cpu_seconds(program.process.pid) - before, 1)
-                start_server()
+                server.start()
                 client.await_endpoints()
                 self.assert_route_sounds(client)
 

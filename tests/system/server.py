@@ -1,0 +1,17 @@
+"""The private sound server that the tests run on, stopped and started again."""
+import pathlib
+import subprocess
+
+SCRIPT = str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "private-server.sh")
+
+
+def stop():
+    subprocess.run([SCRIPT, "--stop"], check=True, timeout=60)
+
+
+def start():
+    subprocess.run([SCRIPT, "--start"], check=True, timeout=60)
+
+
+def is_running():
+    return subprocess.run(["pactl", "info"], capture_output=True, timeout=30).returncode == 0

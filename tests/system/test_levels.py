@@ -61,11 +61,14 @@ class LevelsTest(SoundCase):
         levels.update(Media=70, Chat=60)
         self.assert_levels(**{name: gain_of(percent) for name, percent in levels.items()})
 
-    def test_an_order_to_the_real_endpoint_touches_no_gain_and_raises_no_event(self):
+    def test_the_real_endpoints_level_is_the_servers_to_apply(self):
         self.assert_levels()
         self.order("setDeviceVolume", self.output("Headset"), deviceVolume=30)
         self.assertEqual(self.events_about("Headset"), [])
-        self.assert_levels()  # a monitor hears what comes before the endpoint's own level
+        server_gain = 0.3 ** 3  # the server's own curve
+        self.assert_levels(**{name: server_gain for name in AT_HEADSET})
+        self.order("setDeviceVolume", self.output("Headset"), deviceVolume=100)
+        self.assert_levels()
 
     def test_a_removed_channel_falls_silent_and_sounds_again_when_added(self):
         self.assert_levels()

@@ -29,7 +29,8 @@ WASAPIAudioPlayer::~WASAPIAudioPlayer()
     closeDevice();
     CoUninitialize();
     workerThread->quit();
-    waitAndEnd(std::move(workerThread), workerThreadWaitMs);
+    if (!workerThread->wait(workerThreadWaitMs))
+        retire(workerThread.release());
     qInfo() << "WASAPIAudioPlayer::~WASAPIAudioPlayer" << deviceType << deviceName() << ": end";
 }
 

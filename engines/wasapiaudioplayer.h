@@ -58,9 +58,6 @@ public slots:
     void clearPlayBuffer();
 
 private:
-    void closeLocked();
-    void startPlaying(std::shared_ptr<RenderStream> opened);
-
     std::unique_ptr<QThread> workerThread; ///< the object lives on it
     mutable QMutex deviceMutex;            ///< guards open and close and the two strings
     QString currentDeviceID;

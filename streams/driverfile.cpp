@@ -8,14 +8,13 @@ HANDLE openDriverFile(const wchar_t *path)
 {
     const HANDLE file = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
-    const DWORD error = GetLastError(); // before anything else can change it
-    const QString shownPath = QString::fromWCharArray(path);
     if (file == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError(); // before anything else can change it
         qCritical() << QString("Failed to open device %1, err: %2\n")
-                           .arg(shownPath, QString::number(error));
+                           .arg(QString::fromWCharArray(path), QString::number(error));
         return file;
     }
-    qInfo() << QString("Open device %1 successfully\n").arg(shownPath);
+    qInfo() << QString("Open device %1 successfully\n").arg(QString::fromWCharArray(path));
     return file;
 }
 

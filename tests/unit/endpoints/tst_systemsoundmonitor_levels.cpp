@@ -1,3 +1,4 @@
+#include "platform/simulated/sinks.h"
 #include "tests/unit/endpoints/monitorfixture.h"
 
 namespace
@@ -33,6 +34,7 @@ private slots:
     void contextDecidesHowAChangeComesBack_data();
     void contextDecidesHowAChangeComesBack();
     void changesFromOutsideAreControlChanges();
+    void anyNonZeroMuteIsMuted();
     void idsAreComparedExactly();
 
 private:
@@ -222,6 +224,24 @@ void TestSystemSoundMonitorLevels::changesFromOutsideAreControlChanges()
     QCOMPARE(system->received->take(),
              QStringList({controlChanged(system->speakers, "audible", 20),
                           controlChanged(system->microphone, "muted", 25)}));
+}
+
+void TestSystemSoundMonitorLevels::anyNonZeroMuteIsMuted()
+{
+    SystemSoundMonitor &monitor = system->startQuietly();
+    const QString &id = system->speakers;
+    QVERIFY(monitor.setDeviceVolume(id, 30, true));
+    QCOMPARE(system->received->take().size(), 1);
+    for (const GUID &context : {system->received->lastContext(), GUID_NULL}) {
+        AUDIO_VOLUME_NOTIFICATION_DATA data{};
+        data.guidEventContext = context;
+        data.bMuted = 2;
+        data.fMasterVolume = 0.3f;
+        simulated::levelSinks().deliver(
+            id, [&data](IAudioEndpointVolumeCallback *sink) { sink->OnNotify(&data); });
+    }
+    QCOMPARE(system->received->take(), QStringList({"sigDeviceStateChanged(" + id + ", muted, 30%)",
+                                                    controlChanged(id, "muted", 30)}));
 }
 
 void TestSystemSoundMonitorLevels::idsAreComparedExactly()

@@ -34,6 +34,7 @@ private slots:
     void threeRolesMakeOneSignal_data();
     void threeRolesMakeOneSignal();
     void theKnownDefaultIsNoChange();
+    void anotherCaseIsAnotherDefault();
     void eachFlowHasItsOwnDefault();
     void anEmptyIDIsLookedUp_data();
     void anEmptyIDIsLookedUp();
@@ -91,6 +92,14 @@ void TestSystemSoundMonitorNotifications::theKnownDefaultIsNoChange()
     announceDefault(eRender, system->speakers);
     announceDefault(eCapture, system->microphone);
     QCOMPARE(system->received->take(), QStringList());
+}
+
+void TestSystemSoundMonitorNotifications::anotherCaseIsAnotherDefault()
+{
+    system->startQuietly();
+    const QString shouted = system->speakers.toUpper();
+    announceDefault(eRender, shouted);
+    QCOMPARE(system->received->take(), QStringList(text("sigDefaultRenderDeviceChanged", shouted)));
 }
 
 void TestSystemSoundMonitorNotifications::eachFlowHasItsOwnDefault()

@@ -179,6 +179,10 @@ void TestSystemSoundMonitorPolicy::theDefaultIsLeftAlone()
     QVERIFY(monitor.setSystemDefaultDevice(true, system->speakers));
     QVERIFY(monitor.setSystemDefaultDevice(false, system->microphone));
     QCOMPARE(callsNamed(policyCalls), QStringList());
+
+    // An ID in another case is another endpoint's.
+    QVERIFY(monitor.setSystemDefaultDevice(true, system->speakers.toUpper()));
+    QCOMPARE(simulated::countCalls("IPolicyConfig::SetDefaultEndpoint"), 1);
 }
 
 void TestSystemSoundMonitorPolicy::refusedDefaultsAreTrue()

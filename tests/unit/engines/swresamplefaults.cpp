@@ -17,15 +17,21 @@ namespace
 QMutex mutex;
 QStringList recorded;
 QMap<QString, int> pending;
+QMap<QString, std::function<void()>> actions;
 
 /// Records the call; the code to fail with, if it is to fail.
 std::optional<int> enter(const QString &function, const QString &detail = {})
 {
-    const QMutexLocker locker(&mutex);
+    QMutexLocker locker(&mutex);
     recorded.append(detail.isEmpty() ? function : function + ' ' + detail);
-    if (!pending.contains(function))
-        return {};
-    return pending.take(function);
+    std::optional<int> code;
+    if (pending.contains(function))
+        code = pending.take(function);
+    const auto action = actions.value(function);
+    locker.unlock();
+    if (action)
+        action();
+    return code;
 }
 
 } // namespace
@@ -35,12 +41,19 @@ void swresamplefaults::reset()
     const QMutexLocker locker(&mutex);
     recorded.clear();
     pending.clear();
+    actions.clear();
 }
 
 void swresamplefaults::failNext(const char *function, int code)
 {
     const QMutexLocker locker(&mutex);
     pending.insert(function, code);
+}
+
+void swresamplefaults::onCall(const char *function, std::function<void()> action)
+{
+    const QMutexLocker locker(&mutex);
+    actions.insert(function, std::move(action));
 }
 
 QStringList swresamplefaults::calls()

@@ -34,6 +34,13 @@ QByteArray sine(int frames, int rate, int channels)
     return bytes;
 }
 
+/// The room of the latest conversion, in samples per channel.
+int lastRoom()
+{
+    const QStringList allocations = calls().filter("av_samples_alloc");
+    return allocations.isEmpty() ? -1 : allocations.constLast().split(' ').value(2).toInt();
+}
+
 QByteArray resampleInBlocks(AudioResampler &resampler, const QByteArray &input, qsizetype blockSize)
 {
     QByteArray output;
@@ -60,6 +67,8 @@ private slots:
     void tailIsIgnored();
     void sameFormatIsIdentity();
     void monoToStereo();
+    void roomIsRoundedUp();
+    void heldSamplesHaveRoom();
     void blocksJoinWithoutGap();
     void initializeDropsHeldSamples();
     void cleanupEndsConversion();
@@ -173,6 +182,28 @@ void TestAudioResampler::monoToStereo()
         total += samples;
     }
     QVERIFY2(total <= 4800 && total > 4700, qPrintable(QString::number(total)));
+}
+
+void TestAudioResampler::roomIsRoundedUp()
+{
+    AudioResampler resampler;
+    QVERIFY(resampler.initialize(44100, s16, 2, 48000, s16, 2));
+    int samples = 0;
+    (void)resampler.resample(sine(100, 44100, 2), samples);
+    QCOMPARE(lastRoom(), 109); // 108.84
+}
+
+void TestAudioResampler::heldSamplesHaveRoom()
+{
+    AudioResampler resampler;
+    QVERIFY(resampler.initialize(44100, s16, 2, 48000, s16, 2));
+    int samples = 0;
+    (void)resampler.resample(sine(441, 44100, 2), samples);
+    // What the converter kept back of 480 counts for the next block.
+    const int heldBack = 480 - samples;
+    QVERIFY(heldBack > 0);
+    (void)resampler.resample(sine(441, 44100, 2), samples);
+    QVERIFY2(lastRoom() >= 480 + heldBack, qPrintable(QString::number(lastRoom())));
 }
 
 void TestAudioResampler::blocksJoinWithoutGap()

@@ -1,5 +1,6 @@
 // The curve from percent to gain.
 #include "engines/gaincurve.h"
+#include "tests/unit/engines/gainpoints.h"
 
 #include <QTest>
 
@@ -18,18 +19,8 @@ void TestGainCurve::points_data()
     QTest::addColumn<int>("percent");
     QTest::addColumn<double>("gain");
 
-    QTest::newRow("99") << 99 << 0.982815;
-    QTest::newRow("90") << 90 << 0.835625;
-    QTest::newRow("75") << 75 << 0.619177;
-    QTest::newRow("50") << 50 << 0.333188;
-    QTest::newRow("25") << 25 << 0.132227;
-    QTest::newRow("10") << 10 << 0.048643;
-    QTest::newRow("1") << 1 << 0.008886;
-    QTest::newRow("full scale") << 100 << 1.0;
-    QTest::newRow("above") << 101 << 1.0;
-    QTest::newRow("far above") << 100000 << 1.0;
-    QTest::newRow("silence") << 0 << 0.0;
-    QTest::newRow("below") << -1 << 0.0;
+    for (const GainPoint &point : gainPoints)
+        QTest::addRow("%d", point.percent) << point.percent << point.gain;
 }
 
 void TestGainCurve::points()

@@ -3,6 +3,7 @@
 #include "tests/unit/engines/playerfixture.h"
 #include "tests/unit/engines/swresamplefaults.h"
 
+#include <QPointer>
 #include <QSemaphore>
 
 using namespace playerfixture;
@@ -58,6 +59,7 @@ private slots:
     void reopenMakesNewResampler();
     void matchingBlockBypassesResampler();
     void noResampler();
+    void destroyedWhileItsWorkerIsSlow();
 
 private:
     /// Opens `player` on `endpoint` with these mix format values.
@@ -152,6 +154,9 @@ void TestRenderLoop::limits_data()
     QTest::newRow("six channels") << 6 << 48000 << 60 << 34560;
     QTest::newRow("mono 8000 Hz, 1 ms") << 1 << 8000 << 1 << 16;
     QTest::newRow("a part of a byte is cut off") << 1 << 11025 << 7 << 154;
+    // In double precision these would be one byte less and one more.
+    QTest::newRow("single precision, 71 ms") << 2 << 48000 << 71 << 13632;
+    QTest::newRow("single precision, 83 ms") << 2 << 48000 << 83 << 15935;
     QTest::newRow("no duration") << 2 << 48000 << 0 << 0;
 }
 
@@ -492,6 +497,28 @@ void TestRenderLoop::noResampler()
     QCOMPARE(swresamplefaults::calls().filter("swr_alloc").size(), 1);
     stream.turn(0);
     QCOMPARE(soundOf(stream), pattern(800) + pattern(800));
+}
+
+void TestRenderLoop::destroyedWhileItsWorkerIsSlow()
+{
+    QSemaphore entered;
+    QSemaphore leave;
+    swresamplefaults::onCall("swr_convert", [&] {
+        entered.release();
+        leave.acquire();
+    });
+    const QPointer<QThread> worker = player->thread();
+    QMetaObject::invokeMethod(player.get(), "play", Qt::QueuedConnection,
+                              Q_ARG(QByteArray, pattern(800)), Q_ARG(int, 44100), Q_ARG(int, 2));
+    QVERIFY(entered.tryAcquire(1, 30000));
+
+    // Neither thread ends within its wait: the play thread stands behind the worker's lock.
+    player.reset();
+    const bool bothWereLetGo = worker && worker->isRunning() && simulated::liveObjects() > 0;
+    leave.release();
+    QVERIFY(bothWereLetGo);
+    QVERIFY(QTest::qWaitFor([] { return simulated::liveObjects() == 0; }, 30000));
+    QTRY_VERIFY_WITH_TIMEOUT(!worker, 30000);
 }
 
 QTEST_GUILESS_MAIN(TestRenderLoop)

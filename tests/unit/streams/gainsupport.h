@@ -3,16 +3,16 @@
 
 #include "engines/wasapiaudioplayer.h"
 #include "speakerbench.h"
+#include "tests/unit/engines/gainpoints.h"
 
 #include <cmath>
 
 inline constexpr double tolerance = 1e-6;
 inline const QString streamName = "tavori - Stream (tavori Virtual Audio Device)";
 
-// What the curve gives.
-inline constexpr float at75 = 0.619177f;
-inline constexpr float at50 = 0.333188f;
-inline constexpr float at25 = 0.132227f;
+inline constexpr auto at75 = static_cast<float>(gainAt(75));
+inline constexpr auto at50 = static_cast<float>(gainAt(50));
+inline constexpr auto at25 = static_cast<float>(gainAt(25));
 
 [[nodiscard]] inline bool near(float gain, double expected)
 {

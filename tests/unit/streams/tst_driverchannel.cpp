@@ -20,6 +20,7 @@ private slots:
     void aCommandToAClosedSpeakerIsNotSent();
 
     void openingAndClosingALineOfASpeakerIsLogged();
+    void synthesizerSwitchesReachTheNextOpen();
     void aFailedOpenIsLoggedWithItsError();
     void aFailedOpenAfterAGoodOneLeavesTheSpeakerClosed();
 
@@ -137,6 +138,18 @@ void TestDriverChannel::openingAndClosingALineOfASpeakerIsLogged()
     bench.log.clear();
     bench.device->closeDevice();
     QCOMPARE(bench.log.lines(), QStringList{"Info: Try to close device: 6"});
+}
+
+void TestDriverChannel::synthesizerSwitchesReachTheNextOpen()
+{
+    SpeakerBench bench;
+    bench.device->addPersonalSynthesizer(false);
+    bench.device->addStreamingSynthesizer(true);
+    QCOMPARE(bench.log.lines(), QStringList()); // without a thread there is nobody to say it
+    QVERIFY(bench.open());
+    QCOMPARE(bench.log.lines().filter("Synthesizer"),
+             QStringList({"Info: tavoriGetSpeakerDataThread::addPersonalSynthesizer 6 false",
+                          "Info: tavoriGetSpeakerDataThread::addStreamingSynthesizer 6 true"}));
 }
 
 void TestDriverChannel::aFailedOpenIsLoggedWithItsError()

@@ -86,6 +86,8 @@ void TestSpeakerLifetime::aCloseWaitsForTheThread()
         inTime = bench.log.lines().contains("Info: tavoriGetSpeakerDataThread::run 6 - end");
     }
     QVERIFY(inTime);
+    // The file was still open for that read.
+    QCOMPARE(bench.log.linesOf("Critical"), QStringList());
 }
 
 void TestSpeakerLifetime::aThreadStuckInItsReadIsLeftToItsOwnEnd()

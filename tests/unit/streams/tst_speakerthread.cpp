@@ -3,6 +3,7 @@
 #include "speakerbench.h"
 #include "streams/tavorigetspeakerdatathread.h"
 
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -16,6 +17,8 @@ private slots:
     void aBlockThatIsNoWholeFrameGoesOut();
     void aReadOfNothingIsSilentInTheLog();
     void aFailedReadIsLoggedEachTimeAndTriedAgain();
+    void aReadOfNothingIsFollowedByAPause();
+    void theThreadAsksForRealTimeScheduling();
     void aThreadWithoutAHandleSaysSoAndEnds();
     void aThreadThatWasNeverStartedReadsNothing();
     void theThreadLogsItsBeginAndEnd();
@@ -97,6 +100,27 @@ void TestSpeakerThread::aFailedReadIsLoggedEachTimeAndTriedAgain()
 
     QVERIFY(bench.deliver(tone(5)));
     QCOMPARE(SpeakerBench::hear(stream, tone(5).size()), tone(5));
+}
+
+void TestSpeakerThread::aReadOfNothingIsFollowedByAPause()
+{
+    SpeakerBench bench;
+    simulated::failAlways("ReadFile", ERROR_ACCESS_DENIED);
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(bench.open());
+    constexpr int reads = 200;
+    QVERIFY(simulated::waitForCalls("ReadFile", reads, 30000));
+    // A millisecond at least between two of them: a dead driver must not cost a processor.
+    QVERIFY2(timer.elapsed() >= reads - 1, qPrintable(QString::number(timer.elapsed())));
+}
+
+void TestSpeakerThread::theThreadAsksForRealTimeScheduling()
+{
+    SpeakerBench bench;
+    QVERIFY(bench.open());
+    QVERIFY(bench.nextReadBegins());
+    QCOMPARE(simulated::countCalls("requestRealtimeScheduling"), 1);
 }
 
 void TestSpeakerThread::aThreadWithoutAHandleSaysSoAndEnds()

@@ -2,11 +2,13 @@
 import array
 import json
 import math
+import os
 import pathlib
 import subprocess
 import time
 
 RATE = 48000
+BUILD = pathlib.Path(os.environ["QUORVANE_BUILD"])
 TOOLS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
 
 
@@ -74,6 +76,24 @@ class Tone:
 
     def __exit__(self, *_):
         self.stop()
+
+
+class RenamedSink:
+    """The sink "renamed" of another program, which can change its description while it lives."""
+
+    def __init__(self, description):
+        self.process = subprocess.Popen([BUILD / "renamedsink"], stdin=subprocess.PIPE, text=True)
+        self.describe(description)
+
+    def describe(self, description):
+        print(description, file=self.process.stdin, flush=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.stdin.close()
+        self.process.wait(10)
 
 
 class Voice(Tone):

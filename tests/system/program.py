@@ -15,6 +15,7 @@ import websockets
 PORT = 24925
 BUILD = pathlib.Path(os.environ["QUORVANE_BUILD"])
 ADAPTER = "tavori Virtual Audio Device"
+ON_DEMAND = ("Browser", "Aux2", "Aux3")
 
 
 def full_name(short_name):
@@ -87,6 +88,14 @@ class Client:
                 return document.get("payload")
             self.events.append(document)
         raise AssertionError(f"no {event} with {expected} came; others: {self.events}")
+
+    def settle(self, quiet=0.4):
+        """Waits until nothing has come for a moment, and gives the events since the last look."""
+        self.barrier()
+        while (document := self._receive(quiet)) is not None:
+            self.events.append(document)
+        events, self.events = self.events, []
+        return events
 
     def barrier(self):
         """Returns when every command sent before has been handled."""

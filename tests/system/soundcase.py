@@ -26,9 +26,9 @@ class SoundCase(unittest.TestCase):
         self.client.await_endpoints()
         self.tones = []
         # The desktop remembers levels from one run to the next.
-        for name, info in self.client.outputs().items():
+        for name, info in (*self.client.outputs().items(), *self.client.inputs().items()):
             self.give_full_level(name, info)
-        self.client.barrier()
+        self.client.settle()
 
     def give_full_level(self, name, info):
         endpoint = {"deviceName": name, "deviceID": info["deviceID"]}

@@ -2,13 +2,12 @@
 import unittest
 
 import audio
-from program import full_name
+from program import ON_DEMAND, full_name
 from soundcase import SoundCase, gain_of
 
 TONES = {"Aux": 300, "Aux2": 500, "Aux3": 700, "Browser": 900, "Chat": 1100, "Gaming": 1300,
          "Media": 1700}
 UNIT = 0.1  # seven of them stay below full scale
-ON_DEMAND = ("Browser", "Aux2", "Aux3")
 AT_HEADSET = ("Aux", "Aux3", "Chat", "Media")
 
 

@@ -11,8 +11,6 @@ MICROPHONE = full_name("Microphone")
 class MicrophoneTest(SoundCase):
     def setUp(self):
         super().setUp()
-        for name, info in self.client.inputs().items():
-            self.give_full_level(name, info)
         self.virtual = audio.source_named(MICROPHONE)
         self.real = self.input("Real microphone")
 

@@ -68,6 +68,8 @@ HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown *pUnkOuter, DWORD dwClsContex
         return giveOut(simulated::makePolicyConfig(), IID_IPolicyConfig, riid, ppv);
     if (rclsid == CLSID_PolicyConfigVista)
         return giveOut(simulated::makePolicyConfigVista(), IID_IPolicyConfigVista, riid, ppv);
+    if (rclsid == CLSID_ManifestDocument)
+        return giveOut(simulated::makeManifestDocument(), IID_ManifestDocument, riid, ppv);
     return REGDB_E_CLASSNOTREG;
 }
 

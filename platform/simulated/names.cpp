@@ -1,4 +1,7 @@
+#include "platform/applications.h"
+#include "platform/audiopolicyconfig.h"
 #include "platform/coreaudio.h"
+#include "platform/packagemanager.h"
 #include "platform/policyconfig.h"
 #include "platform/simulated/record.h"
 
@@ -18,6 +21,7 @@ struct NamedId
 
 constexpr NamedId knownIds[] = {
     {CLSID_MMDeviceEnumerator, "MMDeviceEnumerator"},
+    {CLSID_ManifestDocument, "ManifestDocument"},
     {CLSID_PolicyConfig, "PolicyConfig"},
     {CLSID_PolicyConfigVista, "PolicyConfigVista"},
     {IID_IAudioCaptureClient, "IAudioCaptureClient"},
@@ -25,6 +29,8 @@ constexpr NamedId knownIds[] = {
     {IID_IAudioClient3, "IAudioClient3"},
     {IID_IAudioEndpointVolume, "IAudioEndpointVolume"},
     {IID_IAudioEndpointVolumeCallback, "IAudioEndpointVolumeCallback"},
+    {IID_IAudioPolicyConfig, "IAudioPolicyConfig"},
+    {IID_IAudioPolicyConfigEarlier, "IAudioPolicyConfigEarlier"},
     {IID_IAudioRenderClient, "IAudioRenderClient"},
     {IID_IAudioSessionControl, "IAudioSessionControl"},
     {IID_IAudioSessionControl2, "IAudioSessionControl2"},
@@ -41,6 +47,11 @@ constexpr NamedId knownIds[] = {
     {IID_IPropertyStore, "IPropertyStore"},
     {IID_ISimpleAudioVolume, "ISimpleAudioVolume"},
     {IID_IUnknown, "IUnknown"},
+    {IID_ManifestDocument, "IXMLDOMDocument2"},
+    {IID_ManifestNode, "IXMLDOMNode"},
+    {IID_Package2, "Package2"},
+    {IID_PackageManager, "PackageManager"},
+    {IID_RuntimeActivationFactory, "IActivationFactory"},
 };
 
 } // namespace

@@ -1,6 +1,8 @@
 // Makes the objects of the simulated platform. Each comes with one reference, the caller's.
 #pragma once
 
+#include "platform/applications.h"
+#include "platform/audiopolicyconfig.h"
 #include "platform/coreaudio.h"
 #include "platform/policyconfig.h"
 
@@ -21,6 +23,8 @@ struct StreamState;
 [[nodiscard]] IAudioClient3 *makeAudioClient(const QString &endpointId);
 [[nodiscard]] IAudioRenderClient *makeRenderClient(const std::shared_ptr<StreamState> &stream);
 [[nodiscard]] IAudioCaptureClient *makeCaptureClient(const std::shared_ptr<StreamState> &stream);
+[[nodiscard]] IAudioPolicyConfig *makeAudioPolicyConfig();
+[[nodiscard]] IXMLDOMDocument2 *makeManifestDocument();
 [[nodiscard]] IPolicyConfig *makePolicyConfig();
 [[nodiscard]] IPolicyConfigVista *makePolicyConfigVista();
 

@@ -1,5 +1,7 @@
 #include "platform/simulated/simulated.h"
 
+#include "platform/simulated/applicationtable.h"
+#include "platform/simulated/approutes.h"
 #include "platform/simulated/census.h"
 #include "platform/simulated/filetable.h"
 #include "platform/simulated/record.h"
@@ -22,6 +24,8 @@ void reset()
     resetTables();
     resetFiles();
     resetSettings();
+    resetApplications();
+    resetAppRoutes();
     resetSystem();
     resetCensus();
     resetCalls();

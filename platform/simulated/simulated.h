@@ -2,6 +2,8 @@
 // to fail. This is what tests include; everything here is callable from any thread.
 #pragma once
 
+#include "platform/simulated/applications.h"
+#include "platform/simulated/approutes.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/devicefiles.h"
 #include "platform/simulated/endpoints.h"

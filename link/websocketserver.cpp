@@ -69,6 +69,9 @@ void WebSocketServer::handleNewConnection()
             &WebSocketServer::onTextMessageReceived);
     connect(socket, &QWebSocket::pong, this, [] {});
     pingTimer->start();
+    // A client that sends its close together with its handshake has left before anybody listened.
+    if (socket->state() == QAbstractSocket::UnconnectedState)
+        QMetaObject::invokeMethod(socket, &QWebSocket::disconnected, Qt::QueuedConnection);
 }
 
 void WebSocketServer::onSocketDisconnected()

@@ -1,15 +1,14 @@
 """Whatever comes over the wire, the current client goes on and nothing grows."""
-import asyncio
 import json
 import pathlib
 import random
 import socket
+import struct
 import tempfile
+import time
 import unittest
 
-import websockets
-
-from program import PORT, Client, Program
+from program import PORT, Client, Program, eventually
 
 
 def resident_kib(pid):
@@ -19,6 +18,36 @@ def resident_kib(pid):
 
 def open_files(pid):
     return len(list(pathlib.Path(f"/proc/{pid}/fd").iterdir()))
+
+
+def eventually_no_more(pid, files):
+    """Waits until the process has no more files open than it had."""
+    eventually(lambda: open_files(pid) <= files, 60, f"the return to {files} open files")
+
+
+def reset(stranger):
+    stranger.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+
+
+HANDSHAKE = (b"GET / HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\n"
+             b"Connection: Upgrade\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+             b"Sec-WebSocket-Version: 13\r\n\r\n")
+
+# What each does before it hangs up; none becomes a client.
+STRANGERS = [
+    lambda stranger: None,
+    reset,
+    lambda stranger: stranger.sendall(b"\0\1\2\3" * 100),
+    lambda stranger: stranger.sendall(HANDSHAKE[:60]),
+    lambda stranger: (stranger.sendall(HANDSHAKE[:60]), reset(stranger)),
+    lambda stranger: stranger.sendall(b"GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"),
+    lambda stranger: stranger.sendall(masked(0x1, b'{"event":"quitApp"}')),
+]
+
+
+def masked(opcode, payload):
+    """One frame as a client sends it; a mask of zeros leaves the payload as it is."""
+    return bytes([0x80 | opcode, 0x80 | len(payload)]) + bytes(4) + payload
 
 
 RUBBISH = [
@@ -53,40 +82,78 @@ class RubbishTest(unittest.TestCase):
                              ["failedToSetDeviceVolume"])
 
     def test_sixteen_mebibytes(self):
+        pid = self.program.process.pid
+        huge = "x" * (16 << 20)
+        messages = [huge, '{"event":"' + huge + '"}', huge.encode(),
+                    json.dumps({"event": "getDeviceVolume", "payload": {"deviceID": [huge]}})]
         with Client() as client:
-            client.send_text("x" * (16 << 20))
-            client.send_text('{"event":"' + "y" * (16 << 20) + '"}')
-            client.barrier()
+            def send_all():
+                for message in messages:
+                    client.send_text(message)
+                    client.barrier()
+            send_all()
+            memory = resident_kib(pid)
+            for _ in range(4):
+                send_all()
+            # One frame more or less may be in flight; sixteen of them must not be.
+            self.assertLess(resident_kib(pid), memory + 3 * 16 * 1024)
+            self.assertEqual({event["event"] for event in client.events},
+                             {"didReceiveDeviceVolume"})
 
-    def test_not_even_a_websocket(self):
+    def test_a_thousand_connects_a_second(self):
+        """Strangers come and go by the thousand, in every bad manner; the client notices nothing."""
+        pid = self.program.process.pid
         with Client() as client:
-            generator = random.Random(1)
-            for _ in range(50):
-                with socket.create_connection(("127.0.0.1", PORT), 5) as raw:
-                    raw.sendall(generator.randbytes(2000))
-            client.barrier()
+            def storm(count):
+                for index in range(count):
+                    with socket.create_connection(("127.0.0.1", PORT), 30) as stranger:
+                        STRANGERS[index % len(STRANGERS)](stranger)
+                    if index % 100 == 99:
+                        client.barrier()
 
-    def test_a_thousand_connections(self):
+            storm(200)
+            eventually_no_more(pid, files := open_files(pid))
+            memory = resident_kib(pid)
+            start = time.monotonic()
+            storm(5000)
+            elapsed = time.monotonic() - start
+            print(f"\n5000 connects, {5000 / elapsed:.0f} a second")
+            eventually_no_more(pid, files)
+            self.assertLess(resident_kib(pid), memory + 4 * 1024)
+            # It is still the one that events go to.
+            self.assertIn("Speakers", client.outputs())
+            self.assertEqual(client.events, [])
+        self.assertNotIn("Critical:", self.program.log())
+
+    def test_a_thousand_clients_a_second(self):
+        """Each connection is the current client for a moment, and the last one stays it."""
         pid = self.program.process.pid
 
-        async def storm(count):
-            async def one():
-                connection = await websockets.connect(f"ws://127.0.0.1:{PORT}")
-                await connection.send('{"event":"getOutputDeviceInfos"}')
-                await connection.close()
-            for _ in range(count // 20):
-                await asyncio.gather(*(one() for _ in range(20)))
+        def storm(count):
+            for index in range(count):
+                with socket.create_connection(("127.0.0.1", PORT), 30) as raw:
+                    raw.sendall(HANDSHAKE)
+                    # Every other one does not even wait for the answer.
+                    if index % 2:
+                        raw.recv(65536)
+                    raw.sendall(masked(0x1, b'{"event":"heartbeat"}') +
+                                masked(0x8, b"\x03\xe8"))
+                    while raw.recv(65536):
+                        pass
 
-        asyncio.run(storm(200))
+        storm(100)
+        eventually_no_more(pid, files := open_files(pid))
+        memory = resident_kib(pid)
+        start = time.monotonic()
+        storm(2000)
+        elapsed = time.monotonic() - start
+        print(f"\n2000 clients, {2000 / elapsed:.0f} a second")
+        eventually_no_more(pid, files)
+        self.assertLess(resident_kib(pid), memory + 4 * 1024)
         with Client() as client:
-            client.barrier()
-        files, memory = open_files(pid), resident_kib(pid)
-        asyncio.run(storm(1000))
-        with Client() as client:
-            client.barrier()
-            client.outputs()
-        self.assertLessEqual(open_files(pid), files + 5)
-        self.assertLess(resident_kib(pid), memory + 8 * 1024)
+            self.assertIn("Speakers", client.outputs())
+        # All of them took their leave properly.
+        self.assertNotIn("Critical:", self.program.log())
 
 
 if __name__ == "__main__":

@@ -82,16 +82,21 @@ bool WireClient::waitForTexts(qsizetype count)
     return waitUntil([&] { return texts.size() >= count; });
 }
 
+QByteArray RawClient::request(const QByteArray &headers)
+{
+    return "GET / HTTP/1.1\r\n"
+           "Host: localhost\r\n"
+           "Upgrade: websocket\r\n"
+           "Connection: Upgrade\r\n"
+           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+           "Sec-WebSocket-Version: 13\r\n" +
+           headers + "\r\n";
+}
+
 RawClient::RawClient(quint16 port, const QByteArray &headers)
 {
     socket.connectToHost(QHostAddress::LocalHost, port);
-    socket.write("GET / HTTP/1.1\r\n"
-                 "Host: localhost\r\n"
-                 "Upgrade: websocket\r\n"
-                 "Connection: Upgrade\r\n"
-                 "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
-                 "Sec-WebSocket-Version: 13\r\n" +
-                 headers + "\r\n");
+    socket.write(request(headers));
     const auto hasHeader = [this] {
         handshake += socket.readAll();
         return handshake.contains("\r\n\r\n");

@@ -68,6 +68,8 @@ public:
 
     /// Connects and shakes hands, with further header lines if any.
     explicit RawClient(quint16 port, const QByteArray &headers = {});
+    /// What it asks the server for to shake hands.
+    [[nodiscard]] static QByteArray request(const QByteArray &headers = {});
 
     void send(Opcode opcode, const QByteArray &payload, bool isFinal = true);
     /// All whole frames received so far.

@@ -127,6 +127,8 @@ private slots:
     void nothingElseHappensOnADisconnect();
     void destructionClosesEveryClient();
     void connectionsLeaveNothingBehind();
+    void clientThatLeavesAtOnceLeavesNothingBehind_data();
+    void clientThatLeavesAtOnceLeavesNothingBehind();
 };
 
 void TestLinkTransport::listeningIsLogged()
@@ -450,6 +452,35 @@ void TestLinkTransport::connectionsLeaveNothingBehind()
     }
     QVERIFY(waitUntil([&] { return openFiles() == before; }));
     QVERIFY(waitUntil([&] { return deleted.count == 100; }));
+}
+
+void TestLinkTransport::clientThatLeavesAtOnceLeavesNothingBehind_data()
+{
+    QTest::addColumn<QByteArray>("code");
+    QTest::addColumn<int>("lines");
+    QTest::newRow("normal") << QByteArray("\x03\xE8") << 0;
+    QTest::newRow("going away") << QByteArray("\x03\xE9") << 1;
+}
+
+void TestLinkTransport::clientThatLeavesAtOnceLeavesNothingBehind()
+{
+    QFETCH(QByteArray, code);
+    QFETCH(int, lines);
+    const ListeningServer server;
+    const DeletedSockets deleted;
+    const LogCapture log;
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, server.port);
+    // Handshake, close frame and the end of the connection, all in one.
+    client.write(RawClient::request() + QByteArray("\x88\x82\0\0\0\0", 6) + code);
+    QVERIFY(waitUntil([&] { return deleted.count == 1; }));
+    QVERIFY(waitUntil([&] { return client.state() == QAbstractSocket::UnconnectedState; }));
+    QVERIFY(!pingTimer(server)->isActive());
+    QCOMPARE(log.lines().filter("WebSocketServer::onSocketDisconnected").size(), lines);
+    // Nobody stays in its place.
+    server.link->deviceRemoved("lost");
+    WireClient next(server.port);
+    QCOMPARE(next.takeTexts(), QStringList{});
 }
 
 QTEST_GUILESS_MAIN(TestLinkTransport)

@@ -10,6 +10,7 @@
 enum class Exit
 {
     Ok = 0,
+    NoOutput = 1,
     Usage = 2,
     NotListening = 3,
     NoSuchEndpoint = 4,

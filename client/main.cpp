@@ -14,6 +14,7 @@ using std::chrono::milliseconds;
 constexpr const char *exitCodes =
     "Exit codes:\n"
     "  0  done\n"
+    "  1  the output could not be written\n"
     "  2  wrong usage\n"
     "  3  nothing listens there, or the program ended the connection\n"
     "  4  no such endpoint or channel\n"
@@ -181,7 +182,10 @@ Exit run(const Verb &verb, const QCommandLineParser &parser)
     if (!options)
         return options.exit();
     Session session(*options);
-    return verb.run(session, arguments);
+    const Exit code = verb.run(session, arguments);
+    if (code == Exit::Ok && session.isOutputLost())
+        return fail(Exit::NoOutput, "the output could not be written");
+    return code;
 }
 
 Exit run(const QStringList &commandLine)

@@ -32,11 +32,11 @@ std::optional<Event> showUntil(Session &session, const QString &name)
     return std::nullopt;
 }
 
-/// Shows events while they come in time; returns how many.
+/// Shows events while they come in time and somebody reads them; returns how many.
 int showDuring(Session &session, const QDeadlineTimer &deadline, std::optional<int> most)
 {
     int shown = 0;
-    while (!most || shown < *most) {
+    while ((!most || shown < *most) && !session.isOutputLost()) {
         const auto event = session.wire.next(deadline);
         if (!event)
             break;
@@ -86,7 +86,7 @@ Exit watchEvents(Session &session, const QStringList &)
     const QDeadlineTimer deadline =
         duration ? QDeadlineTimer(*duration) : QDeadlineTimer(QDeadlineTimer::Forever);
     const int shown = showDuring(session, deadline, count);
-    if (shown == count || isInterrupted())
+    if (shown == count || isInterrupted() || session.isOutputLost())
         return Exit::Ok;
     if (!session.wire.isOpen())
         return session.lost();

@@ -24,11 +24,6 @@ QString pairs(const QJsonObject &payload)
     }
     return words.join(' ');
 }
-
-void printLine(const QString &line)
-{
-    QTextStream(stdout) << line << Qt::endl;
-}
 } // namespace
 
 Exit Session::open()
@@ -85,12 +80,20 @@ Result<Endpoint> Session::find(const QString &text)
     return pick(*all, text);
 }
 
-void Session::print(const QString &text, const QJsonObject &json) const
+void Session::printLine(const QString &line)
+{
+    QTextStream stream(stdout);
+    stream << line << Qt::endl;
+    if (stream.status() != QTextStream::Ok)
+        outputLost = true;
+}
+
+void Session::print(const QString &text, const QJsonObject &json)
 {
     printLine(options.json ? compact(json) : text);
 }
 
-void Session::printEvent(const Event &event) const
+void Session::printEvent(const Event &event)
 {
     if (options.json)
         return printLine(event.text);

@@ -51,8 +51,10 @@ public:
     Result<Endpoint> find(const QString &text);
 
     /// One line on standard output: the object in `--json`, else the text.
-    void print(const QString &text, const QJsonObject &json) const;
-    void printEvent(const Event &event) const;
+    void print(const QString &text, const QJsonObject &json);
+    void printEvent(const Event &event);
+    /// True once a line could not be written, as to a pipe that nobody reads any more.
+    [[nodiscard]] bool isOutputLost() const { return outputLost; }
 
     /// Tells that an awaited message did not come, and why.
     [[nodiscard]] Exit lost() const;
@@ -60,6 +62,11 @@ public:
     const Options options;
     Wire wire;
     QList<Event> asides;
+
+private:
+    void printLine(const QString &line);
+
+    bool outputLost = false;
 };
 
 /// The one of these endpoints that the text means.

@@ -19,6 +19,7 @@ namespace
 enum ExitCode
 {
     Ok = 0,
+    NoOutput = 1,
     Usage = 2,
     NotListening = 3,
     NoSuchEndpoint = 4,
@@ -131,6 +132,8 @@ private slots:
     void watchEndsByTime();
     void watchEndsByTheUser();
     void watchTellsOfMissingEvents();
+    void watchEndsWithItsReader();
+    void lostOutputIsTold();
     void quitEndsTheProgram();
     void programThatStaysIsTold();
     void usageIsChecked_data();
@@ -583,6 +586,45 @@ void TestQuorvanectl::watchTellsOfMissingEvents()
     QCOMPARE(run({"watch", "--for", "0.2", "--count", "1"}).code, int(TimedOut));
 }
 
+void TestQuorvanectl::watchEndsWithItsReader()
+{
+    QProcess shell;
+    shell.start("/bin/sh",
+                {"-c", QStringLiteral("{ '%1' --port %2 watch; echo $? >&2; } | head -n 1")
+                           .arg(QUORVANECTL)
+                           .arg(program->port())});
+    QVERIFY(QTest::qWaitFor([&] { return program->hasClient(); }, patience));
+    // The first event is read, and some later one finds nobody any more.
+    const auto ended = [&] {
+        program->sendEvent("one", {});
+        return shell.state() == QProcess::NotRunning;
+    };
+    QVERIFY(QTest::qWaitFor(ended, patience));
+    QCOMPARE(shell.readAllStandardOutput().count('\n'), 1);
+    QVERIFY(shell.readAllStandardError().endsWith("\n1\n"));
+}
+
+void TestQuorvanectl::lostOutputIsTold()
+{
+    if (!QFile::exists("/dev/full"))
+        QSKIP("no file that is always full");
+    for (QStringList words : eachVerb) {
+        words.replaceInStrings("Headset", "Speakers"); // which there is one of
+        QProcess process;
+        process.setStandardOutputFile("/dev/full");
+        process.start(QUORVANECTL, QStringList{"--port", QString::number(program->port())} + words);
+        const auto ended = [&] {
+            if (words.first() == "watch")
+                program->sendEvent("one", {});
+            return process.state() == QProcess::NotRunning;
+        };
+        QVERIFY(QTest::qWaitFor(ended, patience));
+        QCOMPARE(process.exitCode(), int(NoOutput));
+        QCOMPARE(process.readAllStandardError(),
+                 QByteArray("quorvanectl: the output could not be written\n"));
+    }
+}
+
 void TestQuorvanectl::quitEndsTheProgram()
 {
     const Outcome outcome = run({"quit"});
@@ -671,7 +713,7 @@ void TestQuorvanectl::everyVerbHasHelp()
         QCOMPARE(help.code, int(Ok));
         QVERIFY(help.out.startsWith("Usage: quorvanectl " + verb));
         for (const Outcome &outcome : {general, help}) {
-            for (int code : {0, 2, 3, 4, 5, 6, 7})
+            for (int code : {0, 1, 2, 3, 4, 5, 6, 7})
                 QVERIFY(outcome.out.contains(QStringLiteral("\n  %1  ").arg(code)));
         }
     }

@@ -14,6 +14,8 @@
 #include <QDebug>
 #include <QDir>
 
+#include <new>
+
 namespace
 {
 constexpr quint16 controlPort = 24925;
@@ -106,13 +108,16 @@ void QuorvaneWidget::startServices()
     qInfo() << "init AudioSessionManager : end";
 
     qInfo() << "init WebSocketServer : begin";
-    webSocketServer.reset(new WebSocketServer(nullptr));
-    connectCommands();
+    // A service for which there is no room leaves its slot null.
+    webSocketServer.reset(new (std::nothrow) WebSocketServer(nullptr));
+    if (webSocketServer)
+        connectCommands();
     qInfo() << "init WebSocketServer : end";
 
     qInfo() << "init SystemSoundMonitor : begin";
-    systemSoundMonitor.reset(new SystemSoundMonitor(true, nullptr));
-    connectEndpointEvents();
+    systemSoundMonitor.reset(new (std::nothrow) SystemSoundMonitor(true, nullptr));
+    if (systemSoundMonitor)
+        connectEndpointEvents();
     qInfo() << "init SystemSoundMonitor : end";
 
     qInfo() << "try to enable virtual devices : begin";

@@ -203,8 +203,8 @@ private:
     // The diagnostic window
     void buildWindow();
     void printEndpointDeviceNames();
-    void printEndpointList(const QString &title, const QJsonArray &infos,
-                           QMap<QString, QString> &names);
+    using EndpointList = QJsonArray (SystemSoundMonitor::*)();
+    void printEndpointList(const QString &title, EndpointList list, QMap<QString, QString> &names);
     void onRecordDeviceSelected(int index);
     void onRecordClicked();
 

@@ -54,22 +54,20 @@ void QuorvaneWidget::printEndpointDeviceNames()
 {
     const QString name = QStringLiteral("QuorvaneWidget::printEndpointDeviceNames");
     printfInfo(QStringLiteral("%1 : begin").arg(name));
-    QJsonArray outputs;
-    QJsonArray inputs;
-    if (systemSoundMonitor) {
-        outputs = systemSoundMonitor->getOutputDeviceInfos();
-        inputs = systemSoundMonitor->getInputDeviceInfos();
-    }
-    printEndpointList(QStringLiteral("OutputDevice :"), outputs, outputDeviceNames);
+    printEndpointList(QStringLiteral("OutputDevice :"), &SystemSoundMonitor::getOutputDeviceInfos,
+                      outputDeviceNames);
     printfInfo(QString());
-    printEndpointList(QStringLiteral("InputDevice :"), inputs, inputDeviceNames);
+    printEndpointList(QStringLiteral("InputDevice :"), &SystemSoundMonitor::getInputDeviceInfos,
+                      inputDeviceNames);
     printfInfo(QStringLiteral("%1 : end").arg(name));
 }
 
-void QuorvaneWidget::printEndpointList(const QString &title, const QJsonArray &infos,
+void QuorvaneWidget::printEndpointList(const QString &title, EndpointList list,
                                        QMap<QString, QString> &names)
 {
     printfInfo(title);
+    const QJsonArray infos =
+        systemSoundMonitor ? (systemSoundMonitor.data()->*list)() : QJsonArray();
     names.clear();
     for (const QJsonValue &info : infos) {
         const QString id = info[QLatin1StringView("deviceID")].toString();

@@ -74,6 +74,23 @@ int unreadBytes(const QLocalSocket &socket)
     return bytes;
 }
 
+/// Counts the sockets that ask for their deletion.
+class DeletedSockets : public QObject
+{
+public:
+    DeletedSockets() { QCoreApplication::instance()->installEventFilter(this); }
+
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() == QEvent::DeferredDelete && object->inherits("QLocalSocket"))
+            ++count;
+        return false;
+    }
+};
+
 /// Changes what QCoreApplication::arguments() tells, for its lifetime.
 class Arguments
 {
@@ -256,8 +273,11 @@ private slots:
         newer->write("newer");
         QTRY_COMPARE(received.size(), 2);
 
+        const DeletedSockets deleted;
         older->disconnectFromServer();
         QTRY_COMPARE(newer->state(), QLocalSocket::UnconnectedState);
+        // Its own socket stays as long as the server does.
+        QCOMPARE(deleted.count, 1);
 
         const auto next = connectTo(name);
         next->write("next");

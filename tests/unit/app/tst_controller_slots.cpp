@@ -1,0 +1,166 @@
+// A controller without its services: a slot that could not be filled is skipped by everybody.
+#include "endpoints/systemsoundmonitor.h"
+#include "link/websocketserver.h"
+#include "platform/simulated/calls.h"
+#include "platform/simulated/endpoints.h"
+#include "platform/simulated/notifications.h"
+#include "tests/unit/app/controllerfixture.h"
+
+#include <QComboBox>
+#include <QTest>
+
+#include <atomic>
+#include <cstddef>
+#include <new>
+
+namespace
+{
+/// The next object of this size that can do without memory gets none.
+std::atomic<std::size_t> refusedSize{0};
+} // namespace
+
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept
+{
+    std::size_t refused = size;
+    return refusedSize.compare_exchange_strong(refused, 0) ? nullptr : ::operator new(size);
+}
+
+class ControllerSlotsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { refusedSize = 0; }
+
+    void withoutAMonitorOnlyTheHeadersAreListed()
+    {
+        ControllerFixture fixture;
+        startWithoutMonitor(fixture);
+        const QStringList lines = fixture.log.lines();
+        const auto begin =
+            lines.indexOf("Info: \"QuorvaneWidget::printEndpointDeviceNames : begin\"");
+        QVERIFY(begin >= 0);
+        QCOMPARE(lines.mid(begin + 1, 4),
+                 QStringList({"Info: \"OutputDevice :\"", "Info: \"\"", "Info: \"InputDevice :\"",
+                              "Info: \"QuorvaneWidget::printEndpointDeviceNames : end\""}));
+        QCOMPARE(fixture.widget->findChild<QComboBox *>()->count(), 0);
+        QCOMPARE(simulated::countCalls("IPolicyConfig::SetEndpointVisibility"), 0);
+        QVERIFY(lines.contains("Info: End of init!!!"));
+    }
+
+    void withoutAMonitorQuestionsAnswerNothing()
+    {
+        ControllerFixture fixture;
+        startWithoutMonitor(fixture);
+        const QJsonObject device{{"deviceName", "Headset"}, {"deviceID", fixture.headset}};
+        fixture.send("getDeviceVolume", device);
+        QJsonObject answer = device;
+        answer.insert("deviceVolume", 0);
+        QCOMPARE(fixture.waitForEvent("didReceiveDeviceVolume"), answer);
+        fixture.send("getDeviceMute", device);
+        answer = device;
+        answer.insert("deviceMute", false);
+        QCOMPARE(fixture.waitForEvent("didReceiveDeviceMute"), answer);
+        fixture.send("getOutputDeviceInfos");
+        QCOMPARE(fixture.waitForEvent("didReceiveOutputDeviceInfos"),
+                 QJsonObject({{"defaultDevice", QJsonObject()}, {"outputDevice", QJsonArray()}}));
+        fixture.send("getInputDeviceInfos");
+        QCOMPARE(fixture.waitForEvent("didReceiveInputDeviceInfos"),
+                 QJsonObject({{"defaultDevice", QJsonObject()}, {"inputDevice", QJsonArray()}}));
+    }
+
+    void withoutAMonitorOrdersFail_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("volume") << "setDeviceVolume"
+                                << "onSetDeviceVolume() : Failed to set device volume";
+        QTest::newRow("more") << "increaseDeviceVolume"
+                              << "onIncreaseDeviceVolume() : Failed to increase device volume";
+        QTest::newRow("less") << "decreaseDeviceVolume"
+                              << "onDecreaseDeviceVolume() : Failed to decrease device volume";
+        QTest::newRow("mute") << "setDeviceMute"
+                              << "onSetDeviceMute() : Failed to set device mute";
+    }
+
+    void withoutAMonitorOrdersFail()
+    {
+        QFETCH(const QString, command);
+        QFETCH(const QString, words);
+        ControllerFixture fixture;
+        startWithoutMonitor(fixture);
+        fixture.send(command, {{"deviceName", "Headset"},
+                               {"deviceID", fixture.headset},
+                               {"deviceVolume", 40},
+                               {"singleStep", 40},
+                               {"deviceMute", true}});
+        const bool isMute = command == "setDeviceMute";
+        QJsonObject expected{{"deviceName", "Headset"}, {"deviceID", fixture.headset}};
+        if (isMute)
+            expected.insert("deviceMute", false);
+        else
+            expected.insert("deviceVolume", 0);
+        QCOMPARE(fixture.waitForEvent(isMute ? "failedToSetDeviceMute" : "failedToSetDeviceVolume"),
+                 expected);
+        QVERIFY(fixture.log.lines().contains(
+            "Warning: \"" + words + ", device Name(Headset), device ID(" + fixture.headset +
+            (isMute ? "), device Mute(false)\"" : "), device Volume(0)\"")));
+    }
+
+    void withoutAMonitorRoutesAndModesGoOn()
+    {
+        ControllerFixture fixture;
+        startWithoutMonitor(fixture);
+        for (const char *type : {"outputDevice", "inputDevice"})
+            fixture.send("setCurrentDevice", {{"deviceType", type}, {"deviceID", "x"}});
+        fixture.send("setControlMode", {{"mode", "StreamerMode"}});
+        fixture.send("finishSetControlMode", {{"mode", "StreamerMode"}});
+        fixture.send("switchStreamingSynthesizerDevice",
+                     {{"deviceName", "tavori - Stream (tavori Virtual Audio Device)"},
+                      {"deviceID", fixture.headset}});
+        fixture.send("setControlMode", {{"mode", "NormalMode"}});
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Aux2"}});
+        QCOMPARE(fixture.waitForEvent("finishAddOutputDevice"),
+                 QJsonObject({{"outputDeviceName", "Aux2"}}));
+        fixture.settle();
+        fixture.quit();
+        QVERIFY(fixture.log.lines().contains("Info: About to quit - end"));
+    }
+
+    void withoutALinkEverythingElseStands()
+    {
+        ControllerFixture fixture;
+        refusedSize = sizeof(WebSocketServer);
+        fixture.widget = std::make_unique<QuorvaneWidget>();
+        QVERIFY(refusedSize == 0);
+        QStringList lines = fixture.log.lines();
+        const auto begin = lines.indexOf("Info: try to start websocket server : begin");
+        QVERIFY(begin > 0);
+        QCOMPARE(lines.mid(begin + 1, 3), QStringList({"Critical: Can't create WebSocketServer!!!",
+                                                       "Info: try to start websocket server : end",
+                                                       "Info: End of init!!!"}));
+
+        // Whatever happens is still taken up, though nobody is told.
+        simulated::notifyDeviceAdded(fixture.headset);
+        QVERIFY(fixture.waitForLog("onDeviceAdded() : end"));
+        simulated::changeVolumeFromOutside(fixture.headset, 0.5f);
+        QVERIFY(fixture.waitForLog("onDeviceControlChanged() : end"));
+        simulated::notifyDefaultChanged(eRender, eConsole, fixture.headset);
+        QVERIFY(fixture.waitForLog("onDefaultRenderDeviceChanged() : end"));
+        simulated::notifyDeviceRemoved(fixture.headset);
+        QVERIFY(fixture.waitForLog("onDeviceRemoved() : end"));
+        fixture.quit();
+        QVERIFY(fixture.log.lines().contains("Info: About to quit - end"));
+    }
+
+private:
+    static void startWithoutMonitor(ControllerFixture &fixture)
+    {
+        refusedSize = sizeof(SystemSoundMonitor);
+        fixture.start();
+        QVERIFY(refusedSize == 0);
+    }
+};
+
+QTEST_MAIN(ControllerSlotsTest)
+#include "tst_controller_slots.moc"

@@ -71,6 +71,38 @@ Result<QJsonValue> write(Session &session, const Level &level, const Endpoint &e
     }
 }
 
+/// Orders a step and tells the volume that came of it.
+Exit step(Session &session, const char *command, const QStringList &arguments)
+{
+    bool isNumber = false;
+    const uint percent = arguments.at(1).toUInt(&isNumber);
+    if (!isNumber || percent > 100) {
+        return fail(
+            Exit::Usage,
+            QStringLiteral("\"%1\" is no whole percentage from 0 to 100").arg(arguments.at(1)));
+    }
+    if (const Exit code = session.open(); code != Exit::Ok)
+        return code;
+    const auto endpoint = session.find(arguments.at(0));
+    if (!endpoint)
+        return endpoint.exit();
+    QJsonObject payload = endpoint->address();
+    payload.insert("singleStep", int(percent));
+    session.wire.send(command, payload);
+    const auto value = read(session, volumeLevel, *endpoint);
+    if (!value)
+        return value.exit();
+    if (hasFailed(session, volumeLevel, *endpoint)) {
+        return fail(
+            Exit::Refused,
+            QStringLiteral("the program refused: %1 is %2").arg(endpoint->name, describe(*value)));
+    }
+    QJsonObject json = endpoint->address();
+    json.insert(QLatin1StringView(volumeLevel.key), *value);
+    session.print(QStringLiteral("%1: %2").arg(endpoint->name, describe(*value)), json);
+    return Exit::Ok;
+}
+
 /// Reads the level, or sets it if a value is wanted, and prints what it is then.
 Exit run(Session &session, const Level &level, const QString &text, const QJsonValue &wanted)
 {
@@ -112,4 +144,14 @@ Exit mute(Session &session, const QStringList &arguments)
         return fail(Exit::Usage,
                     QStringLiteral("\"%1\" is neither \"on\" nor \"off\"").arg(arguments.at(1)));
     return run(session, muteLevel, arguments.at(0), arguments.at(1) == "on");
+}
+
+Exit louder(Session &session, const QStringList &arguments)
+{
+    return step(session, "increaseDeviceVolume", arguments);
+}
+
+Exit softer(Session &session, const QStringList &arguments)
+{
+    return step(session, "decreaseDeviceVolume", arguments);
 }

@@ -77,7 +77,7 @@ QString helpText()
     QString text = "Usage: quorvanectl [OPTIONS] VERB [ARGUMENTS]\n\nVerbs:\n";
     for (const Verb &verb : verbs()) {
         text += QStringLiteral("  %1 %2\n")
-                    .arg(QStringLiteral("%1 %2").arg(verb.name, verb.arguments), -28)
+                    .arg(QStringLiteral("%1 %2").arg(verb.name, verb.arguments), -30)
                     .arg(verb.summary);
     }
     text += '\n' + QString(endpointHelp) + "\nOptions:\n";

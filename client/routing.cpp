@@ -1,7 +1,6 @@
 // The verbs that decide where sound goes.
+#include "client/channel.h"
 #include "client/verbs.h"
-
-#include <QSet>
 
 #include <algorithm>
 #include <iterator>
@@ -9,23 +8,6 @@
 namespace
 {
 constexpr int pollMilliseconds = 100;
-const QLatin1StringView microphone("Microphone");
-const QLatin1StringView stream("Stream");
-
-/// The channel endpoints, one for each name: two have an output side and an input side.
-QList<Endpoint> channelsOf(const QList<Endpoint> &endpoints)
-{
-    QSet<QString> seen;
-    QList<Endpoint> channels;
-    std::copy_if(endpoints.begin(), endpoints.end(), std::back_inserter(channels),
-                 [&](const Endpoint &endpoint) {
-                     if (endpoint.channel().isEmpty() || seen.contains(endpoint.name))
-                         return false;
-                     seen.insert(endpoint.name);
-                     return true;
-                 });
-    return channels;
-}
 
 QList<Endpoint> ofDirection(const QList<Endpoint> &endpoints, Direction direction)
 {
@@ -33,25 +15,6 @@ QList<Endpoint> ofDirection(const QList<Endpoint> &endpoints, Direction directio
     std::copy_if(endpoints.begin(), endpoints.end(), std::back_inserter(found),
                  [=](const Endpoint &endpoint) { return endpoint.direction == direction; });
     return found;
-}
-
-Result<Endpoint> findChannel(const QList<Endpoint> &endpoints, const QString &text)
-{
-    const QList<Endpoint> channels = channelsOf(endpoints);
-    QStringList words;
-    for (const Endpoint &channel : channels)
-        words.append(channel.channel());
-    const QList<Endpoint> found = matches(channels, text);
-    if (found.isEmpty()) {
-        return fail(Exit::NoSuchEndpoint,
-                    QStringLiteral("no channel \"%1\" is shown now; there are: %2")
-                        .arg(text, words.isEmpty() ? "none" : words.join(", ")));
-    }
-    if (found.size() > 1) {
-        return fail(Exit::Ambiguous,
-                    QStringLiteral("\"%1\" may mean:%2").arg(text, describe(found)));
-    }
-    return found.first();
 }
 
 /// Asks until the default is the endpoint, since the system may take its time with a change.
@@ -83,11 +46,11 @@ Exit routeChannel(Session &session, const QStringList &arguments)
     const auto channel = findChannel(*all, arguments.at(0));
     if (!channel)
         return channel.exit();
-    if (channel->channel() == stream)
+    if (channel->channel() == streamChannel)
         return fail(Exit::Refused,
                     "Stream takes no route: it is what the streaming mix plays into");
 
-    const bool isInput = channel->channel() == microphone;
+    const bool isInput = channel->channel() == microphoneChannel;
     const Direction direction = isInput ? Direction::Input : Direction::Output;
     const auto endpoint = pick(ofDirection(*all, direction), arguments.at(1));
     if (!endpoint)

@@ -2,7 +2,16 @@
 
 namespace
 {
-constexpr std::array<Verb, 9> table{{
+constexpr const char *mixHelp =
+    "  to ENDPOINT             play the mix on an output; on \"Stream\", recorders hear it\n"
+    "  add CHANNEL             let a channel, or Microphone, take part\n"
+    "  remove CHANNEL          take it out\n"
+    "  volume CHANNEL PERCENT  set the channel's level in this mix, from 0 to 100\n"
+    "  mute CHANNEL on|off     mute the channel in this mix\n"
+    "Mixes sound in streamer mode. The program keeps what it is told in any mode, and reports no\n"
+    "result: success means that it has taken the command.\n";
+
+constexpr std::array<Verb, 17> table{{
     {"outputs",
      "",
      "list the outputs with their levels",
@@ -56,6 +65,73 @@ constexpr std::array<Verb, 9> table{{
      2,
      {"output", "input"},
      mute},
+    {"louder",
+     "ENDPOINT PERCENT",
+     "raise an endpoint's volume",
+     "By so many percent, at most to 100. Tells the volume that came of it.\n",
+     2,
+     2,
+     {"output", "input"},
+     louder},
+    {"softer",
+     "ENDPOINT PERCENT",
+     "lower an endpoint's volume",
+     "By so many percent, at most to 0. Tells the volume that came of it.\n",
+     2,
+     2,
+     {"output", "input"},
+     softer},
+    {"add",
+     "CHANNEL",
+     "show a channel on demand",
+     "CHANNEL is Browser, Aux2 or Aux3.\n",
+     1,
+     1,
+     {},
+     addChannel},
+    {"remove",
+     "CHANNEL",
+     "hide a channel on demand",
+     "CHANNEL is Browser, Aux2 or Aux3.\n",
+     1,
+     1,
+     {},
+     removeChannel},
+    {"mode",
+     "normal|streamer",
+     "switch the control mode",
+     "In normal mode each channel plays on the output that it is routed to. In streamer mode the\n"
+     "channels play into the personal and the streaming mix instead, and the endpoint Stream is\n"
+     "shown.\n",
+     1,
+     1,
+     {},
+     setMode},
+    {"personal",
+     "ACTION NAME [VALUE]",
+     "tell the personal mix what to play, and where",
+     mixHelp,
+     2,
+     3,
+     {},
+     personalMix},
+    {"streaming",
+     "ACTION NAME [VALUE]",
+     "tell the streaming mix what to play, and where",
+     mixHelp,
+     2,
+     3,
+     {},
+     streamingMix},
+    {"balance",
+     "GAMING CHAT | off",
+     "balance game against chat",
+     "GAMING and CHAT are percentages of the channels' own levels, from 0 to 200; 100 leaves a\n"
+     "channel as it is. Nothing gets louder than full scale.\n",
+     1,
+     2,
+     {},
+     balance},
     {"send",
      "EVENT [JSON]",
      "send any command and show what comes back",

@@ -108,6 +108,10 @@ void FakeProgram::receive(const QString &text)
         answerLevel(command, payload);
     else if (command.startsWith("setDevice") || command == "setCurrentDevice")
         order(command, payload);
+    else if (command == "addOutputDevice")
+        sendEvent("finishAddOutputDevice", payload);
+    else if (command == "removeOutputDevice")
+        sendEvent("finishRemoveOutputDevice", payload);
     else if (command == "getSystemUUID")
         QTimer::singleShot(0, &server, [this] {
             sendEvent("didReceiveSystemUUID", {{"systemUUID", "u"}});

@@ -1,4 +1,5 @@
 // quorvanectl as a user meets it: its process, its output and its exit codes.
+#include "clientrun.h"
 #include "fakeprogram.h"
 #include "tests/support/portlock.h"
 
@@ -16,21 +17,9 @@
 
 namespace
 {
-enum ExitCode
-{
-    Ok = 0,
-    NoOutput = 1,
-    Usage = 2,
-    NotListening = 3,
-    NoSuchEndpoint = 4,
-    Ambiguous = 5,
-    Refused = 6,
-    TimedOut = 7
-};
-
-constexpr int patience = 60'000;
-const QStringList allVerbs{"outputs", "inputs", "route", "default", "volume",
-                           "mute",    "send",   "watch", "quit"};
+const QStringList allVerbs{"outputs",   "inputs",  "route", "default", "volume", "mute",
+                           "louder",    "softer",  "add",   "remove",  "mode",   "personal",
+                           "streaming", "balance", "send",  "watch",   "quit"};
 
 /// A call of each verb that is well formed.
 const QList<QStringList> eachVerb{{"outputs"},
@@ -41,56 +30,17 @@ const QList<QStringList> eachVerb{{"outputs"},
                                   {"volume", "Headset", "5"},
                                   {"mute", "Headset"},
                                   {"mute", "Headset", "on"},
+                                  {"louder", "Headset", "5"},
+                                  {"softer", "Headset", "5"},
+                                  {"add", "Browser"},
+                                  {"remove", "Browser"},
+                                  {"mode", "streamer"},
+                                  {"personal", "to", "Headset"},
+                                  {"streaming", "add", "Gaming"},
+                                  {"balance", "50", "150"},
                                   {"send", "getOutputDeviceInfos"},
                                   {"watch", "--count", "1"},
                                   {"quit"}};
-
-struct Outcome
-{
-    int code = -1;
-    QString out;
-    QString err;
-
-    [[nodiscard]] QStringList lines() const { return out.split('\n', Qt::SkipEmptyParts); }
-    [[nodiscard]] QJsonObject json() const
-    {
-        return QJsonDocument::fromJson(out.toUtf8()).object();
-    }
-};
-
-/// A run of the client that a test can talk to.
-class Run
-{
-public:
-    explicit Run(const QStringList &arguments) { process.start(QUORVANECTL, arguments); }
-
-    bool waitForLines(int count)
-    {
-        return QTest::qWaitFor(
-            [&] {
-                out += process.readAllStandardOutput();
-                return out.count('\n') >= count;
-            },
-            patience);
-    }
-
-    Outcome finish()
-    {
-        if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, patience))
-            process.kill();
-        process.waitForFinished();
-        if (process.exitStatus() != QProcess::NormalExit)
-            return {};
-        out += process.readAllStandardOutput();
-        return {process.exitCode(), QString::fromUtf8(out),
-                QString::fromUtf8(process.readAllStandardError())};
-    }
-
-    QProcess process;
-
-private:
-    QByteArray out;
-};
 
 QString id(const QString &last, bool isInput = false)
 {

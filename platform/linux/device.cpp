@@ -1,6 +1,7 @@
 #include "platform/linux/device.h"
 
 #include "platform/linux/endpointvolume.h"
+#include "platform/linux/sessionobjects.h"
 #include "platform/pipewire/audiostream.h"
 #include "platform/posix/taskmemory.h"
 
@@ -29,13 +30,18 @@ HRESULT Device::Activate(REFIID id, DWORD, PROPVARIANT *, void **result)
         return E_POINTER;
     *result = nullptr;
     const bool isStream = id == IID_IAudioClient || id == IID_IAudioClient3;
-    if (!isStream && id != IID_IAudioEndpointVolume)
+    const bool isManager = id == IID_IAudioSessionManager2;
+    if (!isStream && !isManager && id != IID_IAudioEndpointVolume)
         return E_NOINTERFACE;
     const std::optional<Endpoint> now = service.endpoints().endpoint(known.id);
     if (!now || now->state != DEVICE_STATE_ACTIVE)
         return AUDCLNT_E_DEVICE_INVALIDATED;
     if (isStream)
         return activateStream(*now, id, result);
+    if (isManager) {
+        *result = static_cast<IAudioSessionManager2 *>(new SessionManager(service, known.id));
+        return S_OK;
+    }
     *result = static_cast<IAudioEndpointVolume *>(new EndpointVolume(service, known.id));
     return S_OK;
 }

@@ -13,8 +13,8 @@ class Device final : public posix::ComObject<IMMDevice>
 public:
     Device(EndpointService &service, Endpoint endpoint);
 
-    /// IAudioEndpointVolume, IAudioClient and IAudioClient3. AUDCLNT_E_DEVICE_INVALIDATED unless
-    /// the endpoint is active, E_NOINTERFACE for anything else.
+    /// IAudioEndpointVolume, IAudioClient, IAudioClient3 and IAudioSessionManager2.
+    /// AUDCLNT_E_DEVICE_INVALIDATED unless the endpoint is active, E_NOINTERFACE for anything else.
     HRESULT STDMETHODCALLTYPE Activate(REFIID id, DWORD context, PROPVARIANT *parameters,
                                        void **result) override;
     HRESULT STDMETHODCALLTYPE OpenPropertyStore(DWORD access, IPropertyStore **store) override;

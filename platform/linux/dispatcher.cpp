@@ -10,8 +10,11 @@ namespace
 {
 QString topicOf(const Event &event)
 {
-    const auto *level = std::get_if<LevelEvent>(&event);
-    return level ? level->id : QString();
+    if (const auto *level = std::get_if<LevelEvent>(&event))
+        return level->id;
+    if (const auto *session = std::get_if<SessionEvent>(&event))
+        return session->topic;
+    return {};
 }
 } // namespace
 

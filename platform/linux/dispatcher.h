@@ -24,7 +24,8 @@ public:
     Dispatcher();
     ~Dispatcher();
 
-    /// `topic` is the ID of the endpoint whose levels are wanted, or empty for device events.
+    /// `topic` is the ID of the endpoint whose levels are wanted, that of sessions (see events.h),
+    /// or empty for device events.
     /// A subscriber gets what is posted from now on, and nothing of what still waits.
     [[nodiscard]] Token subscribe(const QString &topic, Deliver deliver);
 

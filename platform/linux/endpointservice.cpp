@@ -1,5 +1,7 @@
 #include "platform/linux/endpointservice.h"
 
+#include "platform/linux/processfiles.h"
+#include "platform/pipewire/approutes.h"
 #include "platform/pipewire/card.h"
 
 #include <cstdlib>
@@ -21,16 +23,29 @@ EndpointService &EndpointService::instance()
     return service;
 }
 
-EndpointService::EndpointService() : model(dispatcher), connection(model)
+EndpointService::EndpointService()
+    : model(dispatcher), sessionModel(dispatcher), connection(model, sessionModel)
 {
     for (const card::CardEndpoint &endpoint : card::endpoints())
         model.addCardEndpoint(endpoint.id, endpoint.flow, endpoint.nodeName, endpoint.description);
+    sessionModel.whenNewStream([this](const Session &stream) { followRoute(stream); });
     connection.start();
     connection.waitForFirstListing(firstListingBound);
     std::atexit([] {
         instance().connection.stop();
         instance().dispatcher.stop();
     });
+}
+
+void EndpointService::followRoute(const Session &stream)
+{
+    const QString executable = processfiles::executable(stream.processId);
+    const QString id = approutes::route(executable, stream.flow, eConsole);
+    if (id.isEmpty() || id == stream.endpointId)
+        return;
+    const std::optional<Endpoint> target = model.endpoint(id);
+    if (target && target->state == DEVICE_STATE_ACTIVE)
+        connection.moveStreamHere(stream, *target);
 }
 
 HRESULT EndpointService::setVisible(const QString &id, bool visible)

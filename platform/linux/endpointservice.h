@@ -4,6 +4,7 @@
 #include "platform/linux/dispatcher.h"
 #include "platform/linux/endpointmodel.h"
 #include "platform/linux/pulseconnection.h"
+#include "platform/linux/sessionmodel.h"
 
 #include <mutex>
 
@@ -20,6 +21,7 @@ public:
 
     [[nodiscard]] Dispatcher &events() { return dispatcher; }
     [[nodiscard]] EndpointModel &endpoints() { return model; }
+    [[nodiscard]] SessionModel &sessions() { return sessionModel; }
     [[nodiscard]] PulseConnection &server() { return connection; }
 
     /// Shows or hides an endpoint of the virtual card and returns when the server lists it or has
@@ -30,8 +32,12 @@ public:
 private:
     EndpointService();
 
+    /// Sends a stream that has just begun to its application's own endpoint.
+    void followRoute(const Session &stream);
+
     Dispatcher dispatcher;
     EndpointModel model;
+    SessionModel sessionModel;
     PulseConnection connection;
     std::mutex visibilityMutex; ///< one change at a time
 };

@@ -38,5 +38,40 @@ struct LevelEvent
     pa_cvolume volume;
 };
 
-using Event = std::variant<DeviceEvent, LevelEvent>;
+/// A change of a session, or its beginning.
+struct SessionEvent
+{
+    enum Kind
+    {
+        Created,
+        NameChanged,
+        IconChanged,
+        VolumeChanged,
+        StateChanged,
+        Disconnected,
+    };
+    Kind kind;
+    QString topic;
+    QString session; ///< its instance identifier
+    QString text{};  ///< of NameChanged and IconChanged
+    AudioSessionState state = AudioSessionStateExpired;
+    AudioSessionDisconnectReason reason = DisconnectReasonDeviceRemoval;
+    float scalar = 0.0f; ///< of VolumeChanged, as the two below
+    bool muted = false;
+    GUID context{};
+};
+
+/// What those subscribe to who wait for an endpoint's new sessions.
+inline QString sessionsTopic(const QString &endpointId)
+{
+    return QStringLiteral("sessions of ") + endpointId;
+}
+
+/// What the listeners of one session subscribe to.
+inline QString sessionTopic(const QString &instanceIdentifier)
+{
+    return QStringLiteral("session ") + instanceIdentifier;
+}
+
+using Event = std::variant<DeviceEvent, LevelEvent, SessionEvent>;
 } // namespace pulse

@@ -1,5 +1,7 @@
 #include "platform/linux/pulseconnection.h"
 
+#include "platform/linux/mainlooplock.h"
+
 #include <pulse/error.h>
 #include <pulse/proplist.h>
 #include <pulse/timeval.h>
@@ -18,27 +20,12 @@ constexpr std::array<std::chrono::milliseconds, 6> retryDelays{50ms,  100ms, 200
                                                                400ms, 800ms, 1600ms};
 // Nobody tells when a server on another machine comes back, or when one that hangs goes on.
 constexpr std::chrono::milliseconds slowRetry = 5s;
-
-class MainloopLock
-{
-public:
-    explicit MainloopLock(pa_threaded_mainloop *mainloop) : mainloop(mainloop)
-    {
-        pa_threaded_mainloop_lock(mainloop);
-    }
-    ~MainloopLock() { pa_threaded_mainloop_unlock(mainloop); }
-    MainloopLock(const MainloopLock &) = delete;
-    MainloopLock &operator=(const MainloopLock &) = delete;
-
-private:
-    pa_threaded_mainloop *mainloop;
-};
 } // namespace
 
-PulseConnection::PulseConnection(EndpointModel &model)
-    : model(model), mainloop(pa_threaded_mainloop_new()),
-      api(pa_threaded_mainloop_get_api(mainloop)), listing(model),
-      watch(api, serverSockets(), [this] {
+PulseConnection::PulseConnection(EndpointModel &model, SessionModel &sessions)
+    : model(model), sessions(sessions), mainloop(pa_threaded_mainloop_new()),
+      api(pa_threaded_mainloop_get_api(mainloop)), listing(model, sessions),
+      sessionListing(sessions), watch(api, serverSockets(), [this] {
           attempts = 0;
           connect();
       })
@@ -115,7 +102,10 @@ void PulseConnection::onState()
         attempts = 0;
         watch.off();
         model.serverFound();
-        listing.begin(context, [this] { settleFirst(); });
+        listingsToCome = 2;
+        subscribe();
+        listing.begin(context, [this] { listFinished(); });
+        sessionListing.begin(context, [this] { listFinished(); });
         break;
     case PA_CONTEXT_FAILED:
     case PA_CONTEXT_TERMINATED:
@@ -126,10 +116,40 @@ void PulseConnection::onState()
     }
 }
 
+void PulseConnection::subscribe()
+{
+    pa_context_set_subscribe_callback(
+        context,
+        [](pa_context *, pa_subscription_event_type_t event, quint32 index, void *connection) {
+            static_cast<PulseConnection *>(connection)->onEvent(event, index);
+        },
+        this);
+    const auto all =
+        static_cast<pa_subscription_mask_t>(ServerListing::facilities | SessionListing::facilities);
+    if (pa_operation *operation = pa_context_subscribe(context, all, nullptr, nullptr))
+        pa_operation_unref(operation);
+}
+
+void PulseConnection::onEvent(pa_subscription_event_type_t event, quint32 index)
+{
+    const unsigned facility = 1u << (event & PA_SUBSCRIPTION_EVENT_FACILITY_MASK);
+    if (facility & SessionListing::facilities)
+        sessionListing.onEvent(event, index);
+    else
+        listing.onEvent(event, index);
+}
+
+void PulseConnection::listFinished()
+{
+    if (--listingsToCome == 0)
+        settleFirst();
+}
+
 void PulseConnection::onLost(int error)
 {
     dropContext();
     watch.on();
+    sessions.serverLost();
     model.serverLost();
     settleFirst();
     if (watch.anySocket() && attempts < retryDelays.size())
@@ -141,10 +161,13 @@ void PulseConnection::onLost(int error)
 void PulseConnection::dropContext()
 {
     listing.end();
+    sessionListing.end();
     replies.clear();
+    moves.refuseAll();
     if (!context)
         return;
     pa_context_set_state_callback(context, nullptr, nullptr);
+    pa_context_set_subscribe_callback(context, nullptr, nullptr);
     pa_context_disconnect(context);
     pa_context_unref(std::exchange(context, nullptr));
 }

@@ -3,7 +3,9 @@
 
 #include "platform/linux/endpointmodel.h"
 #include "platform/linux/serverlisting.h"
+#include "platform/linux/sessionlisting.h"
 #include "platform/linux/socketwatch.h"
+#include "platform/linux/streammoves.h"
 
 #include <pulse/thread-mainloop.h>
 
@@ -17,7 +19,7 @@ namespace pulse
 class PulseConnection
 {
 public:
-    explicit PulseConnection(EndpointModel &model);
+    PulseConnection(EndpointModel &model, SessionModel &sessions);
     ~PulseConnection();
 
     void start();
@@ -33,6 +35,14 @@ public:
     HRESULT setVolume(const QString &id, float scalar, const GUID &context);
     /// The same; S_FALSE when the endpoint seems to be so already.
     HRESULT setMute(const QString &id, bool muted, const GUID &context);
+    /// The same for a session, by its instance identifier.
+    HRESULT setStreamVolume(const QString &session, float scalar, const GUID &context);
+    HRESULT setStreamMute(const QString &session, bool muted, const GUID &context);
+    /// Moves the streams of these sessions and waits for the server, a bounded time.
+    /// E_ACCESSDENIED when it refuses one or doesn't answer.
+    HRESULT moveStreams(const std::vector<Session> &streams, const Endpoint &target);
+    /// Moves one stream, on the connection's own thread, and leaves it at that.
+    void moveStreamHere(const Session &stream, const Endpoint &target);
     /// S_OK when the request is on its way; E_NOTFOUND for an unknown endpoint,
     /// AUDCLNT_E_DEVICE_INVALIDATED for one that is not active.
     HRESULT setDefault(const QString &id);
@@ -57,16 +67,23 @@ private:
     template <typename SendToSink, typename SendToSource>
     HRESULT send(const QString &id, const LevelRequest &request, SendToSink toSink,
                  SendToSource toSource);
+    void subscribe();
+    void onEvent(pa_subscription_event_type_t event, quint32 index);
+    void listFinished();
     static void onReply(pa_context *, int success, void *reply);
 
     EndpointModel &model;
+    SessionModel &sessions;
     pa_threaded_mainloop *mainloop;
     pa_mainloop_api *api;
     ServerListing listing;
+    SessionListing sessionListing;
     SocketWatch watch;
     pa_context *context = nullptr;
     pa_time_event *retry = nullptr;
+    int listingsToCome = 0;   ///< of the first two after connecting
     std::size_t attempts = 0; ///< failed in a row since something happened
+    StreamMoves moves;
     std::list<Reply> replies; ///< their addresses are the callbacks' data
 
     std::mutex firstMutex;

@@ -1,6 +1,6 @@
 #include "platform/linux/serverlisting.h"
 
-#include <pulse/subscribe.h>
+#include "platform/pipewire/endpointid.h"
 
 #include <algorithm>
 #include <optional>
@@ -65,22 +65,16 @@ std::optional<QString> defaultName(const char *name)
 }
 } // namespace
 
-ServerListing::ServerListing(EndpointModel &model) : model(model) {}
+ServerListing::ServerListing(EndpointModel &model, SessionModel &sessions)
+    : model(model), sessions(sessions)
+{
+}
 
 void ServerListing::begin(pa_context *connected, std::function<void()> whenListed)
 {
     context = connected;
     listed = std::move(whenListed);
     listsToCome = 3;
-    pa_context_set_subscribe_callback(
-        context,
-        [](pa_context *, pa_subscription_event_type_t event, quint32 index, void *listing) {
-            static_cast<ServerListing *>(listing)->onEvent(event, index);
-        },
-        this);
-    const auto facilities = static_cast<pa_subscription_mask_t>(
-        PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
-    drop(pa_context_subscribe(context, facilities, nullptr, nullptr));
     drop(pa_context_get_sink_info_list(context, &nodeListed<pa_sink_info>, this));
     drop(pa_context_get_source_info_list(context, &nodeListed<pa_source_info>, this));
     queryServer();
@@ -88,8 +82,6 @@ void ServerListing::begin(pa_context *connected, std::function<void()> whenListe
 
 void ServerListing::end()
 {
-    if (context)
-        pa_context_set_subscribe_callback(context, nullptr, nullptr);
     context = nullptr;
     listed = nullptr;
     queries.clear();
@@ -106,7 +98,7 @@ void ServerListing::onEvent(pa_subscription_event_type_t event, quint32 index)
     }
     const EDataFlow flow = facility == PA_SUBSCRIPTION_EVENT_SINK ? eRender : eCapture;
     if ((event & PA_SUBSCRIPTION_EVENT_TYPE_MASK) == PA_SUBSCRIPTION_EVENT_REMOVE)
-        model.nodeRemoved(flow, index);
+        forget(flow, index);
     else
         query(flow, index);
 }
@@ -120,6 +112,20 @@ void ServerListing::query(EDataFlow flow, quint32 index)
         send(place->second);
     else
         place->second.again = true;
+}
+
+// The endpoint stands before its first session.
+void ServerListing::tellNode(const Node &node)
+{
+    model.nodeListed(node);
+    sessions.nodeListed(node.flow, node.index, endpointIdOf(node.name, node.flow));
+}
+
+// The sessions end before their endpoint.
+void ServerListing::forget(EDataFlow flow, quint32 index)
+{
+    sessions.nodeRemoved(flow, index);
+    model.nodeRemoved(flow, index);
 }
 
 void ServerListing::send(Query &query)
@@ -189,7 +195,7 @@ void ServerListing::nodeListed(pa_context *, const Info *info, int end, void *da
     if (end != 0)
         listing->listFinished();
     else if (isEndpoint(*info))
-        listing->model.nodeListed(nodeOf(*info));
+        listing->tellNode(nodeOf(*info));
 }
 
 template <typename Info>
@@ -199,6 +205,6 @@ void ServerListing::nodeQueried(pa_context *, const Info *info, int end, void *d
     if (end != 0)
         query->owner->queryFinished(*query);
     else if (isEndpoint(*info))
-        query->owner->model.nodeListed(nodeOf(*info));
+        query->owner->tellNode(nodeOf(*info));
 }
 } // namespace pulse

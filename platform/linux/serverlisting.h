@@ -1,10 +1,12 @@
-// Keeps the endpoint table at what the server has: subscription, lists, queries.
+// Keeps the endpoint table at what the server has: lists, queries.
 #pragma once
 
 #include "platform/linux/endpointmodel.h"
+#include "platform/linux/sessionmodel.h"
 
 #include <pulse/context.h>
 #include <pulse/introspect.h>
+#include <pulse/subscribe.h>
 
 #include <functional>
 #include <map>
@@ -16,13 +18,19 @@ namespace pulse
 class ServerListing
 {
 public:
-    explicit ServerListing(EndpointModel &model);
+    static constexpr auto facilities = static_cast<pa_subscription_mask_t>(
+        PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
 
-    /// Subscribes and lists everything; `listed` is called when the first lists have come.
+    /// Tells `sessions` which endpoint stands behind a node's number.
+    ServerListing(EndpointModel &model, SessionModel &sessions);
+
+    /// Lists everything; `listed` is called when the first lists have come.
     void begin(pa_context *context, std::function<void()> listed);
     /// The connection is gone. No callback of it comes after this.
     void end();
 
+    /// An event of one of the facilities.
+    void onEvent(pa_subscription_event_type_t event, quint32 index);
     /// Asks for a node anew.
     void query(EDataFlow flow, quint32 index);
 
@@ -36,7 +44,8 @@ private:
     };
     using Key = std::pair<EDataFlow, quint32>;
 
-    void onEvent(pa_subscription_event_type_t event, quint32 index);
+    void tellNode(const Node &node);
+    void forget(EDataFlow flow, quint32 index);
     void send(Query &query);
     void queryFinished(Query &query);
     void queryServer();
@@ -50,6 +59,7 @@ private:
     static void nodeQueried(pa_context *, const Info *info, int end, void *query);
 
     EndpointModel &model;
+    SessionModel &sessions;
     pa_context *context = nullptr; ///< borrowed from the connection
     std::function<void()> listed;
     std::map<Key, Query> queries; ///< under way; their addresses are the callbacks' data

@@ -20,6 +20,12 @@ QString endpointIdPrefix(EDataFlow flow)
                             : QStringLiteral("{0.0.0.00000000}.");
 }
 
+QString interfaceClassOf(EDataFlow flow)
+{
+    return flow == eCapture ? QStringLiteral("{2eef81be-33fa-4800-9670-1cd474972c3f}")
+                            : QStringLiteral("{e6327cad-dcec-4949-ae8a-991e976a79d2}");
+}
+
 QString endpointIdOf(const QString &nodeName, EDataFlow flow)
 {
     return endpointIdPrefix(flow) + endpointGuid(nodeName);

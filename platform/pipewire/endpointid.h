@@ -12,5 +12,8 @@
 /// "{0.0.0.00000000}." for eRender, "{0.0.1.00000000}." for eCapture.
 [[nodiscard]] QString endpointIdPrefix(EDataFlow flow);
 
+/// The class of an endpoint's device interface, a braced GUID.
+[[nodiscard]] QString interfaceClassOf(EDataFlow flow);
+
 /// The endpoint ID of a node: prefix and GUID.
 [[nodiscard]] QString endpointIdOf(const QString &nodeName, EDataFlow flow);

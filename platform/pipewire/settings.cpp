@@ -1,4 +1,6 @@
-// The card's settings in the shape of the registry: one group an endpoint under Render and Capture.
+// Settings in the shape of the registry: the card's, one group an endpoint under Render and
+// Capture, and the applications' own endpoints.
+#include "platform/pipewire/approutes.h"
 #include "platform/pipewire/card.h"
 #include "platform/pipewire/endpointid.h"
 #include "platform/settingstree.h"
@@ -10,9 +12,9 @@ namespace
 constexpr QLatin1StringView audioPath{
     R"(\HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\MMDevices\Audio\)"};
 constexpr QLatin1StringView hardwareId{R"(ROOT\tavoriVirtualAudioDriver)"};
-// The interface classes of an endpoint's device path and of the adapter's topology.
-constexpr QLatin1StringView renderInterface{"{e6327cad-dcec-4949-ae8a-991e976a79d2}"};
-constexpr QLatin1StringView captureInterface{"{2eef81be-33fa-4800-9670-1cd474972c3f}"};
+constexpr QLatin1StringView routesPath{
+    R"(\HKEY_CURRENT_USER\Software\Microsoft\Multimedia\Audio\DefaultEndpoint)"};
+// The interface class of the adapter's topology.
 constexpr QLatin1StringView adapterInterface{"{6994ad04-93ef-11d0-a3cc-00a0c9223196}"};
 
 using Values = QMap<QString, QVariant>;
@@ -21,7 +23,7 @@ using Values = QMap<QString, QVariant>;
 Values propertiesOf(const card::CardEndpoint &endpoint)
 {
     const bool renders = endpoint.flow == eRender;
-    const QLatin1StringView interfaceClass = renders ? renderInterface : captureInterface;
+    const QString interfaceClass = interfaceClassOf(endpoint.flow);
     const QString adapterInstance = QStringLiteral("ROOT\\MEDIA\\0000");
     const QString interfacePath = QStringLiteral("{2}.\\\\?\\ROOT#MEDIA#0000#") + adapterInterface +
                                   QLatin1Char('\\') + endpoint.nodeName;
@@ -126,5 +128,7 @@ std::unique_ptr<SettingsTree> openSettingsTree(const QString &path)
         values = valuesOf(eRender);
     else if (path == audioPath + QLatin1StringView("Capture"))
         values = valuesOf(eCapture);
+    else if (path == routesPath)
+        values = approutes::settings();
     return std::make_unique<ValueTree>(std::move(values));
 }

@@ -6,6 +6,7 @@
 #include "engines/wasapiaudioplayer.h"
 #include "engines/wasapimicrophonecapturer.h"
 #include "link/websocketserver.h"
+#include "sessions/audiosessionmanager.h"
 #include "streams/tavoriinputdevice.h"
 #include "streams/tavorioutputdevice.h"
 #include "supervision/memorycheck.h"
@@ -105,6 +106,8 @@ QuorvaneWidget::PlayerPointer QuorvaneWidget::createMicrophonePlayer()
 void QuorvaneWidget::startServices()
 {
     qInfo() << "init AudioSessionManager : begin";
+    audioSessionManager.reset(new AudioSessionManager(true, nullptr));
+    connectSessionEvents();
     qInfo() << "init AudioSessionManager : end";
 
     qInfo() << "init WebSocketServer : begin";

@@ -76,6 +76,7 @@ private:
     void connectLevelCommands();
     void connectMixCommands();
     void connectEndpointEvents();
+    void connectSessionEvents();
     void onQuitApp();
     void onAboutToQuit();
     void onAlertTimeout();
@@ -180,8 +181,9 @@ private:
     void onGetInputDeviceInfos();
 
     // Events of endpoints and sessions
+    using SessionsHandler = void (AudioSessionManager::*)(const QString &);
     void onDefaultDeviceChanged(const char *handler, const QString &deviceType,
-                                const QString &deviceID);
+                                SessionsHandler sessionsHandler, const QString &deviceID);
     using ArrivalSender = void (WebSocketServer::*)(const QString &, const QString &);
     void onDeviceArrived(const char *handler, const QString &deviceID, ArrivalSender sender);
     using DepartureSender = void (WebSocketServer::*)(const QString &);

@@ -4,6 +4,7 @@
 #include "endpoints/systemsoundmonitor.h"
 #include "engines/wasapimicrophonecapturer.h"
 #include "link/websocketserver.h"
+#include "sessions/audiosessionmanager.h"
 #include "streams/tavorioutputdevice.h"
 
 #include <QDebug>
@@ -31,22 +32,29 @@ const Channel *onDemandChannelOf(const QString &word)
     }
     return nullptr;
 }
+
+QString deviceIdOf(const QJsonObject &deviceInfo)
+{
+    return deviceInfo.value(QLatin1StringView("deviceID")).toString();
+}
 } // namespace
 
 QString QuorvaneWidget::defaultRenderId() const
 {
-    return systemSoundMonitor ? systemSoundMonitor->getDefaultOutputDeviceInfo()
-                                    .value(QLatin1StringView("deviceID"))
-                                    .toString()
-                              : QString();
+    const QString id =
+        audioSessionManager ? audioSessionManager->getDefaultRenderDeviceID() : QString();
+    if (!id.isEmpty() || !systemSoundMonitor)
+        return id;
+    return deviceIdOf(systemSoundMonitor->getDefaultOutputDeviceInfo());
 }
 
 QString QuorvaneWidget::defaultCaptureId() const
 {
-    return systemSoundMonitor ? systemSoundMonitor->getDefaultInputDeviceInfo()
-                                    .value(QLatin1StringView("deviceID"))
-                                    .toString()
-                              : QString();
+    const QString id =
+        audioSessionManager ? audioSessionManager->getDefaultCaptureDeviceID() : QString();
+    if (!id.isEmpty() || !systemSoundMonitor)
+        return id;
+    return deviceIdOf(systemSoundMonitor->getDefaultInputDeviceInfo());
 }
 
 void QuorvaneWidget::restoreDefault(bool output, const QString &defaultId, const QString &exceptId)

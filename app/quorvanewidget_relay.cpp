@@ -5,6 +5,7 @@
 #include "engines/wasapiaudioplayer.h"
 #include "engines/wasapimicrophonecapturer.h"
 #include "link/websocketserver.h"
+#include "sessions/audiosessionmanager.h"
 #include "streams/tavorioutputdevice.h"
 
 #include <QDebug>
@@ -32,6 +33,7 @@ const std::array<QuorvaneWidget::MicrophoneOutput, 3> QuorvaneWidget::microphone
 }};
 
 void QuorvaneWidget::onDefaultDeviceChanged(const char *handler, const QString &deviceType,
+                                            SessionsHandler sessionsHandler,
                                             const QString &deviceID)
 {
     qInfo() << (QByteArray(handler) + "() :").constData() << deviceID;
@@ -39,6 +41,8 @@ void QuorvaneWidget::onDefaultDeviceChanged(const char *handler, const QString &
         systemSoundMonitor ? systemSoundMonitor->getDeviceName(deviceID) : QString();
     if (webSocketServer)
         webSocketServer->defaultDeviceChanged(deviceType, name, deviceID);
+    if (audioSessionManager)
+        (audioSessionManager.data()->*sessionsHandler)(deviceID);
     qInfo() << (QByteArray(handler) + "() : end").constData();
 }
 
@@ -55,6 +59,10 @@ void QuorvaneWidget::onDeviceArrived(const char *handler, const QString &deviceI
     (isRender ? outputDeviceNames : inputDeviceNames).insert(deviceID, name);
     if (isVirtualEndpointName(name))
         openDevice(deviceID, name, !isRender);
+    if (audioSessionManager && isRender)
+        audioSessionManager->onRenderDeviceAdded(deviceID);
+    else if (audioSessionManager)
+        audioSessionManager->onCaptureDeviceAdded(deviceID);
     if (webSocketServer)
         (webSocketServer.data()->*sender)(name, deviceID);
     qInfo() << (QByteArray(handler) + "() : end").constData();
@@ -67,6 +75,8 @@ void QuorvaneWidget::onDeviceDeparted(const char *handler, const QString &device
     releaseEndpoint(deviceID);
     if (outputDeviceNames.remove(deviceID) == 0)
         inputDeviceNames.remove(deviceID);
+    if (audioSessionManager)
+        audioSessionManager->removeDeviceAudioSession(deviceID);
     if (webSocketServer)
         (webSocketServer.data()->*sender)(deviceID);
     qInfo() << (QByteArray(handler) + "() : end").constData();
@@ -198,20 +208,4 @@ void QuorvaneWidget::applyLevel(QString deviceName, const QString &deviceID, boo
                deviceName == channelOfType(tavoriStream)->fullName()) {
         setStreamSpeakerLevel(volume, muted);
     }
-}
-
-void QuorvaneWidget::onGetAudioSessionInfos()
-{
-    qInfo() << "onGetAudioSessionInfos() :";
-    if (webSocketServer)
-        webSocketServer->didReceiveAudioSessionInfos({});
-    qInfo() << "onGetAudioSessionInfos() : end";
-}
-
-void QuorvaneWidget::onGetDeviceAudioSessionInfos(const QString &deviceID)
-{
-    qInfo() << "onGetDeviceAudioSessionInfos() :" << deviceID;
-    if (webSocketServer)
-        webSocketServer->didReceiveDeviceAudioSessionInfos(deviceID, {});
-    qInfo() << "onGetDeviceAudioSessionInfos() : end";
 }

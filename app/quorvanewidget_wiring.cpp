@@ -2,6 +2,7 @@
 #include "app/quorvanewidget.h"
 #include "endpoints/systemsoundmonitor.h"
 #include "link/websocketserver.h"
+#include "sessions/audiosessionmanager.h"
 #include "supervision/memorycheck.h"
 
 void QuorvaneWidget::connectCommands()
@@ -129,10 +130,11 @@ void QuorvaneWidget::connectEndpointEvents()
     SystemSoundMonitor *monitor = systemSoundMonitor.data();
 
     const auto onDefaultChange = [&](EndpointEvent signal, const char *handler,
-                                     const QString &deviceType) {
-        connect(monitor, signal, this, [this, handler, deviceType](const QString &id) {
-            onDefaultDeviceChanged(handler, deviceType, id);
-        });
+                                     const QString &deviceType, SessionsHandler sessionsHandler) {
+        connect(monitor, signal, this,
+                [this, handler, deviceType, sessionsHandler](const QString &id) {
+                    onDefaultDeviceChanged(handler, deviceType, sessionsHandler, id);
+                });
     };
     const auto onArrival = [&](EndpointEvent signal, const char *handler, ArrivalSender sender) {
         connect(monitor, signal, this, [this, handler, sender](const QString &id) {
@@ -147,9 +149,11 @@ void QuorvaneWidget::connectEndpointEvents()
     };
 
     onDefaultChange(&SystemSoundMonitor::sigDefaultCaptureDeviceChanged,
-                    "onDefaultCaptureDeviceChanged", QStringLiteral("inputDevice"));
+                    "onDefaultCaptureDeviceChanged", QStringLiteral("inputDevice"),
+                    &AudioSessionManager::onDefaultCaptureDeviceChanged);
     onDefaultChange(&SystemSoundMonitor::sigDefaultRenderDeviceChanged,
-                    "onDefaultRenderDeviceChanged", QStringLiteral("outputDevice"));
+                    "onDefaultRenderDeviceChanged", QStringLiteral("outputDevice"),
+                    &AudioSessionManager::onDefaultRenderDeviceChanged);
     onArrival(&SystemSoundMonitor::sigDeviceAdded, "onDeviceAdded", &WebSocketServer::deviceAdded);
     onDeparture(&SystemSoundMonitor::sigDeviceRemoved, "onDeviceRemoved",
                 &WebSocketServer::deviceRemoved);

@@ -15,7 +15,7 @@ namespace simulated
 /// One session as a test describes it, for instance {.endpointId = speakers, .processId = 42}.
 struct Session
 {
-    QString endpointId;
+    QString endpointId = {};
     DWORD processId = 1000;
     /// Made up from the endpoint and the process, as is the next, when it is empty.
     QString identifier = {};

@@ -204,7 +204,7 @@ private slots:
             fixture.waitForEvent("defaultDeviceChanged"),
             QJsonObject(
                 {{"deviceType", "inputDevice"}, {"deviceName", "Other mic"}, {"deviceID", other}}));
-        QCOMPARE(fixture.pendingEvents(), QStringList());
+        QCOMPARE(fixture.pendingEvents().filter("defaultDeviceChanged"), QStringList());
     }
 
     void setCurrentDeviceSetsTheDefault()
@@ -264,21 +264,6 @@ private slots:
                  fixture.headset);
         QVERIFY(fixture.waitForLog("Info: onPropertyValueChanged() : handle end"));
         QVERIFY(simulated::renderStreams(fixture.headset).isEmpty());
-    }
-
-    void sessionQueriesAnswerNothing()
-    {
-        ControllerFixture fixture;
-        fixture.start();
-        fixture.send("getAudioSessionInfos");
-        QVERIFY(fixture.waitForEvent("didReceiveAudioSessionInfos")
-                    .value("audioSessionInfos")
-                    .toObject()
-                    .isEmpty());
-        fixture.send("getDeviceAudioSessionInfos", {{"deviceID", fixture.headset}});
-        const QJsonObject answer = fixture.waitForEvent("didReceiveDeviceAudioSessionInfos");
-        QCOMPARE(answer.value("deviceID").toString(), fixture.headset);
-        QVERIFY(answer.value("deviceAudioSessionInfos").toArray().isEmpty());
     }
 
     void unknownRoutes_data()

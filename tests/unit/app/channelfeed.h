@@ -45,6 +45,14 @@ inline qint16 soundHeard(simulated::RenderStream stream, const std::function<voi
     return 0;
 }
 
+/// The same when whatever was queued before has been heard.
+inline qint16 settledSound(const simulated::RenderStream &stream, const std::function<void()> &feed)
+{
+    for (int turns = 0; turns < 20; ++turns)
+        soundHeard(stream, feed);
+    return soundHeard(stream, feed);
+}
+
 /// Feeds and turns until blocks come out as they went in, but at gain 0; false if they do not.
 inline bool mutedSoundHeard(simulated::RenderStream stream, const std::function<void()> &feed)
 {

@@ -128,6 +128,51 @@ private slots:
         QCOMPARE(channelIn(fixture, tavoriGame)->deviceID(), fixture.renderId(tavoriGame));
     }
 
+    void channelTakesTheMuteOfItsEndpoint()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        const QString gaming = fixture.renderId(tavoriGame);
+        simulated::setMute(gaming, true);
+        announceState(gaming, DEVICE_STATE_DISABLED);
+        announceState(gaming, DEVICE_STATE_ACTIVE);
+        (void)fixture.waitForEvent("deviceActive");
+        QJsonObject payload = device("Headset", fixture.headset);
+        payload.insert("deviceType", "outputDevice");
+        payload.insert("routeDeviceName", fullName(tavoriGame));
+        fixture.send("switchDevice", payload);
+        fixture.settle();
+        QCOMPARE(channelIn(fixture, tavoriGame)->audioOutput()->getVolume(), 0.0f);
+        // And its unmuting.
+        simulated::changeMuteFromOutside(gaming, false);
+        (void)fixture.waitForEvent("deviceControlChanged");
+        QCOMPARE(channelIn(fixture, tavoriGame)->audioOutput()->getVolume(), 1.0f);
+    }
+
+    void lateChannelTakesThePresentMode()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        setMode(fixture, "StreamerMode");
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Browser"}});
+        (void)fixture.waitForEvent("finishAddOutputDevice");
+        fixture.send("switchPersonalSynthesizerDevice", device("Headset", fixture.headset));
+        fixture.settle();
+        // Only in Streamer mode does a channel play into the personal mix.
+        const auto heard = [&] {
+            const auto feed = [] {
+                simulated::queueAudio(channelOfType(tavoriBrowser)->fileSuffix, blockOf(9000, 480));
+            };
+            for (const simulated::RenderStream &stream :
+                 simulated::renderStreams(fixture.headset)) {
+                if (soundHeard(stream, feed) == 9000)
+                    return true;
+            }
+            return false;
+        };
+        QVERIFY(heard());
+    }
+
     void lateEndpointIsKnownByItsNameOnly()
     {
         ControllerFixture fixture;

@@ -173,6 +173,10 @@ private slots:
         ControllerFixture fixture;
         fixture.start();
         QVERIFY(simulated::waitForRenderStream(fixture.renderId(tavoriChatCapture)));
+        // Its log lines name the channel that it serves.
+        QVERIFY(!fixture.log.lines()
+                     .filter("Info: WASAPIAudioPlayer::openDevice 8 \"tavori - Microphone (")
+                     .isEmpty());
         QCOMPARE(simulated::writesTo("tavori.ChatCapture.Wave"), QList<QByteArray>{"\x08"});
     }
 
@@ -217,6 +221,21 @@ private slots:
         QCOMPARE(simulated::writesTo("tavori.ChatCapture.Wave"),
                  QList<QByteArray>({QByteArray("\x08"), QByteArray("\x08\x01")}));
         QCOMPARE(simulated::countCalls("SetDefaultEndpoint"), 0);
+    }
+
+    void endpointThatCameLateIsHiddenToo()
+    {
+        ControllerFixture fixture;
+        simulated::SettingsGroups groups = renderCardGroups();
+        groups.removeIf([](const auto &entry) {
+            return entry.first == cardGroup(*channelOfType(tavoriMedia));
+        });
+        setRenderTree(groups);
+        fixture.start();
+        QCOMPARE(stateOf(fixture.renderId(tavoriMedia)), DEVICE_STATE_ACTIVE);
+        setRenderTree(renderCardGroups());
+        fixture.quit();
+        QCOMPARE(stateOf(fixture.renderId(tavoriMedia)), DEVICE_STATE_DISABLED);
     }
 
     void channelsCloseInTheirOrder()

@@ -108,6 +108,7 @@ private slots:
     void dropsTheFirstHalfSecond();
     void droppedChangesDoNotExtendTheWindow();
     void theWindowIsOneForAllEndpoints();
+    void aChangeOfNoEndpointIsForwarded();
     void toleratesClocksThatGoBack();
     void signalsCrossIntoTheReceiversThread();
 };
@@ -379,6 +380,16 @@ void TestAudioDeviceEventNotificationClient::theWindowIsOneForAllEndpoints()
     another.now = another.now.addSecs(1);
     another.client->OnPropertyValueChanged(otherEndpoint, keyProperty);
     QCOMPARE(another.raised(), QStringList(signalText("sigPropertyValueChanged", otherEndpoint)));
+}
+
+void TestAudioDeviceEventNotificationClient::aChangeOfNoEndpointIsForwarded()
+{
+    LogCapture log;
+    Fixture fixture;
+    fixture.now = fixture.now.addSecs(1);
+    QCOMPARE(fixture.client->OnPropertyValueChanged(nullptr, keyProperty), S_OK);
+    QCOMPARE(fixture.raised(), QStringList("sigPropertyValueChanged()"));
+    QVERIFY(log.lines().value(0).endsWith("关键属性变更: \"\""));
 }
 
 void TestAudioDeviceEventNotificationClient::toleratesClocksThatGoBack()

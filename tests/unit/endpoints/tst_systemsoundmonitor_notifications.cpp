@@ -251,21 +251,25 @@ void TestSystemSoundMonitorNotifications::signalsFollowTheWork()
 {
     SystemSoundMonitor &monitor = system->startQuietly();
     const QString later = simulated::addEndpoint({.name = "Later"});
-    qsizetype sinksWhenAdded = -1;
-    qsizetype sinksWhenRemoved = -1;
-    // In the monitor's own thread, at the moment of the signal.
-    connect(
-        &monitor, &SystemSoundMonitor::sigDeviceAdded, &monitor,
-        [&] { sinksWhenAdded = simulated::volumeSinks(later); }, Qt::DirectConnection);
-    connect(
-        &monitor, &SystemSoundMonitor::sigDeviceRemoved, &monitor,
-        [&] { sinksWhenRemoved = simulated::volumeSinks(later); }, Qt::DirectConnection);
+    // In the monitor's own thread, at the moment of each signal.
+    QList<qsizetype> sinks;
+    using Monitor = SystemSoundMonitor;
+    for (const auto signal :
+         {&Monitor::sigDeviceAdded, &Monitor::sigDeviceActive, &Monitor::sigDeviceRemoved,
+          &Monitor::sigDeviceDisabled, &Monitor::sigDeviceNotPresent, &Monitor::sigDeviceUnplugged})
+        connect(
+            &monitor, signal, &monitor, [&] { sinks.append(simulated::volumeSinks(later)); },
+            Qt::DirectConnection);
+
     simulated::notifyDeviceAdded(later);
-    QCOMPARE(system->received->take().size(), 1);
-    QCOMPARE(sinksWhenAdded, 1);
     simulated::notifyDeviceRemoved(later);
-    QCOMPARE(system->received->take().size(), 1);
-    QCOMPARE(sinksWhenRemoved, 0);
+    for (const DWORD departure :
+         {DEVICE_STATE_DISABLED, DEVICE_STATE_NOTPRESENT, DEVICE_STATE_UNPLUGGED}) {
+        simulated::notifyDeviceState(later, DEVICE_STATE_ACTIVE);
+        simulated::notifyDeviceState(later, departure);
+    }
+    QCOMPARE(system->received->take().size(), 8);
+    QCOMPARE(sinks, (QList<qsizetype>{1, 0, 1, 0, 1, 0, 1, 0}));
 }
 
 void TestSystemSoundMonitorNotifications::keyPropertiesPassStraightThrough()

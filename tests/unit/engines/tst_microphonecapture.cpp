@@ -50,6 +50,56 @@ struct Listener
     }
 };
 
+/// Holds the first call of a name until a stop has asked the thread to end. What the hooks use
+/// lives as long as they do.
+class Hold
+{
+public:
+    explicit Hold(const QString &call)
+    {
+        simulated::onCall(call, [shared = state] {
+            if (shared->isTaken.exchange(true))
+                return;
+            shared->entered.release();
+            shared->leave.acquire();
+        });
+    }
+    [[nodiscard]] bool waitUntilHeld() { return state->entered.tryAcquire(1, 30000); }
+    void endWithStop()
+    {
+        simulated::onCall("SetEvent", [shared = state] { shared->leave.release(); });
+    }
+
+private:
+    struct State
+    {
+        QSemaphore entered;
+        QSemaphore leave;
+        std::atomic<bool> isTaken{false};
+    };
+    std::shared_ptr<State> state = std::make_shared<State>();
+};
+
+/// The calls of the set-up in their order, and what a failure of each one logs.
+void addSetupSteps()
+{
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<QString>("words");
+
+    const auto row = [](const char *call, const char *words) {
+        QTest::newRow(call) << call << words;
+    };
+    row("CoCreateInstance", "Capture microphone - CoCreateInstance failed: 0 ");
+    row("IMMDeviceEnumerator::GetDevice", "Capture microphone - Can't find device: ID ");
+    row("IMMDevice::Activate", "Capture microphone - Fail to Activate IAudioClient: ");
+    row("IAudioClient::GetMixFormat", "Capture microphone - Fail to GetMixFormat: ");
+    row("IAudioClient::Initialize ", "Capture microphone - Fail to Initialize: ");
+    row("IAudioClient::SetEventHandle", "WASAPIAudioPlayer play audio - Fail to SetEventHandle: ");
+    row("IAudioClient::GetService", "Capture microphone - Fail to GetService: ");
+    row("IAudioClient::Reset", "Capture microphone - Fail to Reset: ");
+    row("IAudioClient::Start", "Capture microphone - Fail to Start: ");
+}
+
 } // namespace
 
 class TestMicrophoneCapture : public QObject
@@ -67,7 +117,10 @@ private slots:
     void fallsBack();
     void eachStepFails_data();
     void eachStepFails();
+    void stopDuringSetup_data();
     void stopDuringSetup();
+    void otherCallFails_data();
+    void otherCallFails();
     void formats_data();
     void formats();
     void mixFormatStays_data();
@@ -76,6 +129,8 @@ private slots:
     void formatGoesWithPacket();
     void silentPacketIsDropped();
     void packetCountIsLimited();
+    void packetsLeftAtStopAreDropped();
+    void packetsBeforeAFailureAreDropped();
     void timeOutWaitsAgain();
     void startWhileCapturing();
     void stopIdle();
@@ -234,21 +289,7 @@ void TestMicrophoneCapture::fallsBack()
 
 void TestMicrophoneCapture::eachStepFails_data()
 {
-    QTest::addColumn<QString>("call");
-    QTest::addColumn<QString>("words");
-
-    const auto row = [](const char *call, const char *words) {
-        QTest::newRow(call) << call << words;
-    };
-    row("CoCreateInstance", "Capture microphone - CoCreateInstance failed: 0 ");
-    row("IMMDeviceEnumerator::GetDevice", "Capture microphone - Can't find device: ID ");
-    row("IMMDevice::Activate", "Capture microphone - Fail to Activate IAudioClient: ");
-    row("IAudioClient::GetMixFormat", "Capture microphone - Fail to GetMixFormat: ");
-    row("IAudioClient::Initialize ", "Capture microphone - Fail to Initialize: ");
-    row("IAudioClient::SetEventHandle", "WASAPIAudioPlayer play audio - Fail to SetEventHandle: ");
-    row("IAudioClient::GetService", "Capture microphone - Fail to GetService: ");
-    row("IAudioClient::Reset", "Capture microphone - Fail to Reset: ");
-    row("IAudioClient::Start", "Capture microphone - Fail to Start: ");
+    addSetupSteps();
 }
 
 void TestMicrophoneCapture::eachStepFails()
@@ -276,23 +317,71 @@ void TestMicrophoneCapture::eachStepFails()
     QVERIFY(simulated::waitForCall("WaitForMultipleObjects"));
 }
 
+void TestMicrophoneCapture::stopDuringSetup_data()
+{
+    addSetupSteps();
+}
+
 void TestMicrophoneCapture::stopDuringSetup()
 {
+    QFETCH(QString, call);
+    QFETCH(QString, words);
+    words.replace("ID", '"' + microphone + '"');
+    if (call.startsWith("IAudioClient::Initialize"))
+        simulated::setHasAudioClient3(microphone, false);
     const LogCapture log;
-    QSemaphore entered;
-    QSemaphore leave;
-    simulated::onCall("IAudioClient::Reset", [&] {
-        entered.release();
-        leave.acquire();
-    });
+    Hold hold(call.trimmed());
     (void)capturer->restartCapture(microphone, "Microphone", 2);
-    QVERIFY(entered.tryAcquire(1, 5000));
-    simulated::onCall("SetEvent", [&] { leave.release(); });
+    QVERIFY(hold.waitUntilHeld());
+    hold.endWithStop();
+    simulated::clearCalls();
     capturer->stopCapture();
-    QCOMPARE(log.linesOf("Critical"),
-             QStringList(R"(Critical: Capture microphone - Fail to Reset: "0" false)"));
-    QVERIFY(!threadCalls().contains("IAudioClient::Start"));
+    // The step went well, and yet it is told and nothing comes after it.
+    QCOMPARE(log.linesOf("Critical"), QStringList("Critical: " + words + "\"0\" false"));
+    QVERIFY(!log.lines().contains(endLine));
+    const QStringList after = threadCalls();
+    QCOMPARE(after.filter("::"), QStringList());
+    QVERIFY(after.contains("CoUninitialize"));
     QCOMPARE(simulated::leakReport(), QString());
+}
+
+void TestMicrophoneCapture::otherCallFails_data()
+{
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<bool>("captures"); // all the same
+
+    QTest::newRow("CoInitializeEx") << "CoInitializeEx" << true;
+    QTest::newRow("CoTaskMemAlloc") << "CoTaskMemAlloc" << true;
+    QTest::newRow("GetDevicePeriod") << "IAudioClient::GetDevicePeriod" << true;
+    QTest::newRow("WaitForMultipleObjects") << "WaitForMultipleObjects" << true;
+    QTest::newRow("real-time scheduling") << "requestRealtimeScheduling" << true;
+    QTest::newRow("Stop") << "IAudioClient::Stop" << true;
+    QTest::newRow("audio event") << "CreateEventW auto" << false;
+}
+
+void TestMicrophoneCapture::otherCallFails()
+{
+    QFETCH(QString, call);
+    QFETCH(bool, captures);
+    Listener listener;
+    capturer->setAudioOutput(listener.player);
+    simulated::failNext(call, refused);
+    (void)capturer->restartCapture(microphone, "Microphone", 2);
+    auto stream = simulated::waitForCaptureStream(microphone);
+    if (captures) {
+        QVERIFY(stream);
+        stream.pushPacket(pattern(960));
+        QCOMPARE(listener.hear(960), pattern(960));
+        listener.stream.clearReleasedBuffers();
+    } else {
+        QVERIFY(simulated::waitForCall("CoUninitialize"));
+    }
+    capturer->stopCapture();
+    // The next run is a whole one.
+    stream = start();
+    QVERIFY(stream);
+    stream.pushPacket(pattern(960));
+    QCOMPARE(listener.hear(960), pattern(960));
 }
 
 void TestMicrophoneCapture::formats_data()
@@ -422,6 +511,44 @@ void TestMicrophoneCapture::packetCountIsLimited()
     stream.pushPacket(sound.mid(1200));
     QCOMPARE(listener.hear(800), sound.mid(800));
     QCOMPARE(log.lines().filter("每次从麦克风读取到的数据包大于一：").value(0).right(2), " 2");
+}
+
+void TestMicrophoneCapture::packetsLeftAtStopAreDropped()
+{
+    Listener listener;
+    capturer->setAudioOutput(listener.player);
+    auto stream = start();
+    QVERIFY(stream);
+    Hold hold("IAudioCaptureClient::ReleaseBuffer");
+    stream.queuePacket(pattern(400));
+    stream.pushPacket(pattern(400));
+    QVERIFY(hold.waitUntilHeld());
+    hold.endWithStop();
+    capturer->stopCapture();
+
+    // Only what comes after it is heard.
+    stream = start();
+    QVERIFY(stream);
+    stream.pushPacket(pattern(960));
+    QCOMPARE(listener.hear(960), pattern(960));
+}
+
+void TestMicrophoneCapture::packetsBeforeAFailureAreDropped()
+{
+    const LogCapture log;
+    Listener listener;
+    capturer->setAudioOutput(listener.player);
+    auto stream = start();
+    QVERIFY(stream);
+    simulated::onCall("IAudioCaptureClient::ReleaseBuffer",
+                      [] { simulated::failNext("IAudioCaptureClient::GetBuffer", refused); });
+    stream.queuePacket(pattern(400));
+    stream.pushPacket(pattern(400));
+    QVERIFY(waitForLine(log, endLine));
+    stream = start();
+    QVERIFY(stream);
+    stream.pushPacket(pattern(960));
+    QCOMPARE(listener.hear(960), pattern(960));
 }
 
 void TestMicrophoneCapture::timeOutWaitsAgain()

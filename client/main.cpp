@@ -17,8 +17,8 @@ constexpr const char *exitCodes =
     "  1  the output could not be written\n"
     "  2  wrong usage\n"
     "  3  nothing listens there, or the program ended the connection\n"
-    "  4  no such endpoint or channel\n"
-    "  5  more than one endpoint or channel is meant\n"
+    "  4  no such endpoint, channel or application\n"
+    "  5  more than one endpoint, channel or application is meant\n"
     "  6  the program refused\n"
     "  7  no answer in time\n";
 

@@ -11,7 +11,7 @@ constexpr const char *mixHelp =
     "Mixes sound in streamer mode. The program keeps what it is told in any mode, and reports no\n"
     "result: success means that it has taken the command.\n";
 
-constexpr std::array<Verb, 17> table{{
+constexpr std::array<Verb, 19> table{{
     {"outputs",
      "",
      "list the outputs with their levels",
@@ -49,6 +49,24 @@ constexpr std::array<Verb, 17> table{{
      1,
      {"output", "input"},
      setDefault},
+    {"apps",
+     "",
+     "list the applications that use sound",
+     "One line for each application on an endpoint: state, process ID, name, endpoint.\n"
+     "With --json the program's own answer.\n",
+     0,
+     0,
+     {},
+     listApps},
+    {"move",
+     "APP ENDPOINT",
+     "move an application to an endpoint",
+     "APP is an application that \"apps\" lists, by its name or process ID. The system's default\n"
+     "stays as it is. Succeeds when the program tells that the application has moved.\n",
+     2,
+     2,
+     {"output", "input"},
+     moveApp},
     {"volume",
      "ENDPOINT [PERCENT]",
      "tell or set an endpoint's volume",

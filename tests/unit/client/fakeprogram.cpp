@@ -34,6 +34,10 @@ FakeProgram::FakeProgram()
         {"inputDevice", "Headset", "{0.0.1.00000000}.{b3}"},
         {"inputDevice", "Desk microphone", "{0.0.1.00000000}.{b4}"},
     };
+    sessionInfos = {{"{0.0.0.00000000}.{b2}",
+                     QJsonArray{QJsonObject{{"sessionProcessName", "Player"},
+                                            {"sessionProcessId", 100},
+                                            {"sessionState", "AudioSessionStateActive"}}}}};
     defaultOutput = "{0.0.0.00000000}.{b2}";
     defaultInput = "{0.0.1.00000000}.{b4}";
     QObject::connect(&server, &QWebSocketServer::newConnection, &server, [this] { accept(); });
@@ -112,6 +116,10 @@ void FakeProgram::receive(const QString &text)
         sendEvent("finishAddOutputDevice", payload);
     else if (command == "removeOutputDevice")
         sendEvent("finishRemoveOutputDevice", payload);
+    else if (command == "getAudioSessionInfos")
+        sendEvent("didReceiveAudioSessionInfos", {{"audioSessionInfos", sessionInfos}});
+    else if (command == "setAppDefaultAudioEndpoint")
+        answerMove(payload);
     else if (command == "getSystemUUID")
         QTimer::singleShot(0, &server, [this] {
             sendEvent("didReceiveSystemUUID", {{"systemUUID", "u"}});
@@ -135,6 +143,18 @@ void FakeProgram::answerInfos(const QString &type)
     }
     sendEvent(isOutput ? "didReceiveOutputDeviceInfos" : "didReceiveInputDeviceInfos",
               {{"defaultDevice", defaultInfo}, {type, infos}});
+}
+
+void FakeProgram::answerMove(const QJsonObject &payload)
+{
+    const auto finish = [this](const QJsonValue &name, const QJsonValue &id, bool success) {
+        sendEvent("finishSetAppDefaultAudioEndpoint",
+                  {{"appName", name}, {"audioEndpointID", id}, {"success", success}});
+    };
+    // What somebody else asked must not be taken for the answer.
+    finish("Other", payload["audioEndpointID"], refusesOrders);
+    finish(payload["appName"], "{x}", refusesOrders);
+    finish(payload["appName"], payload["audioEndpointID"], !refusesOrders);
 }
 
 void FakeProgram::answerLevel(const QString &command, const QJsonObject &payload)

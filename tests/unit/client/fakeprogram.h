@@ -40,6 +40,8 @@ public:
     [[nodiscard]] FakeEndpoint &endpoint(const QString &id);
 
     QList<FakeEndpoint> endpoints;
+    /// What getAudioSessionInfos answers: a player on the speakers.
+    QJsonObject sessionInfos;
     QString defaultOutput;
     QString defaultInput;
     QList<QJsonObject> messages;
@@ -61,6 +63,7 @@ private:
     void receive(const QString &text);
     void answerInfos(const QString &type);
     void answerLevel(const QString &command, const QJsonObject &payload);
+    void answerMove(const QJsonObject &payload);
     void order(const QString &command, const QJsonObject &payload);
     /// Runs what an order does once its delay is over.
     void settle();

@@ -17,14 +17,17 @@
 
 namespace
 {
-const QStringList allVerbs{"outputs",   "inputs",  "route", "default", "volume", "mute",
-                           "louder",    "softer",  "add",   "remove",  "mode",   "personal",
-                           "streaming", "balance", "send",  "watch",   "quit"};
+const QStringList allVerbs{"outputs", "inputs", "route", "apps",     "move",
+                           "default", "volume", "mute",  "louder",   "softer",
+                           "add",     "remove", "mode",  "personal", "streaming",
+                           "balance", "send",   "watch", "quit"};
 
 /// A call of each verb that is well formed.
 const QList<QStringList> eachVerb{{"outputs"},
                                   {"inputs"},
                                   {"route", "Gaming", "Headset"},
+                                  {"apps"},
+                                  {"move", "Player", "Headset"},
                                   {"default", "Headset"},
                                   {"volume", "Headset"},
                                   {"volume", "Headset", "5"},

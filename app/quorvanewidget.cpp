@@ -69,6 +69,7 @@ QuorvaneWidget::~QuorvaneWidget()
     qInfo() << name << "- 0";
     memoryCheck->stop();
     qInfo() << name << "- 1";
+    dropHidDevices();
     qInfo() << name << "- 2";
     QDir icons(tempIconsDir);
     if (icons.exists())

@@ -1,12 +1,14 @@
 // The one object that owns all services and connects commands and notifications to them.
 #pragma once
 
+#include "app/objectthreads.h"
 #include "common/tavoritypes.h"
 #include "platform/coreaudio.h"
 
 #include <QJsonObject>
 #include <QList>
 #include <QMap>
+#include <QMutex>
 #include <QPointer>
 #include <QSharedPointer>
 #include <QTimer>
@@ -21,6 +23,7 @@ class QComboBox;
 class QPushButton;
 class QTextEdit;
 class SystemSoundMonitor;
+class VXGeneralDevice;
 class WASAPIAudioPlayer;
 class WASAPIMicrophoneCapturer;
 class WebSocketServer;
@@ -202,6 +205,25 @@ private:
     void onGetAudioSessionInfos();
     void onGetDeviceAudioSessionInfos(const QString &deviceID);
 
+    // HID devices. The four commands run on threads of the global pool, one at a time.
+    void connectHidCommands();
+    void openHidDevice(const QJsonObject &deviceInfo);
+    void closeHidDevice(const QJsonObject &deviceInfo);
+    void writeDataToHidDevice(const QJsonObject &deviceInfo, const QJsonArray &dataArray);
+    void getInputReportFromHidDevice(const QJsonObject &deviceInfo);
+    /// Lets all devices go, when no command can come any more.
+    void dropHidDevices();
+    /// A device that the client opened, or tried to open, under the IDs that it asked for.
+    struct HidEntry
+    {
+        int vendorId;
+        int productId;
+        QPointer<VXGeneralDevice> device;
+    };
+    /// The place in the list of the device that a command means, -1 if there is none; under the
+    /// lock.
+    [[nodiscard]] qsizetype findHidDevice(const QJsonObject &deviceInfo) const;
+
     // The diagnostic window
     void buildWindow();
     void printEndpointDeviceNames();
@@ -238,6 +260,10 @@ private:
     PlayerPointer streamingMicrophonePlayer;
     MemoryCheck *memoryCheck = nullptr;
     QPointer<QTimer> alertTimer;
+    QList<HidEntry> hidDevices;
+    /// Guards the list and its threads.
+    QMutex hidDevicesMutex;
+    ObjectThreads hidThreads;
     QMetaObject::Connection quitConnection;
 
     static const std::array<OutputDevicePointer QuorvaneWidget::*, outputCount> outputSlots;

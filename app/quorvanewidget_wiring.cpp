@@ -17,6 +17,7 @@ void QuorvaneWidget::connectCommands()
     connectLevelCommands();
     connect(link, &WebSocketServer::sigSetControlMode, this, &QuorvaneWidget::onSetControlMode);
     connectMixCommands();
+    connectHidCommands();
     connect(link, &WebSocketServer::sigGetAudioSessionInfos, this,
             &QuorvaneWidget::onGetAudioSessionInfos);
     connect(link, &WebSocketServer::sigGetDeviceAudioSessionInfos, this,

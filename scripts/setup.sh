@@ -10,6 +10,7 @@ build_packages=(
     g++ cmake ninja-build ccache pkg-config
     qt6-base-dev qt6-base-dev-tools qt6-websockets-dev
     libswresample-dev libavutil-dev libpipewire-0.3-dev libpulse-dev
+    libhidapi-dev libudev-dev
 )
 run_packages=(
     pipewire pipewire-bin pipewire-pulse wireplumber libspa-0.2-modules
@@ -18,6 +19,7 @@ run_packages=(
 test_packages=(
     clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev g++-mingw-w64-x86-64-posix
     python3-websockets sox xvfb iproute2 procps libbenchmark-dev
+    libumockdev-dev umockdev binutils
 )
 
 groups=("$@")

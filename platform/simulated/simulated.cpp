@@ -4,6 +4,7 @@
 #include "platform/simulated/approutes.h"
 #include "platform/simulated/census.h"
 #include "platform/simulated/filetable.h"
+#include "platform/simulated/hidtable.h"
 #include "platform/simulated/record.h"
 #include "platform/simulated/sessiontable.h"
 #include "platform/simulated/settingsstore.h"
@@ -23,6 +24,7 @@ void reset()
     resetSessions();
     resetTables();
     resetFiles();
+    resetHid();
     resetSettings();
     resetApplications();
     resetAppRoutes();

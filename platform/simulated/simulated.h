@@ -7,6 +7,7 @@
 #include "platform/simulated/calls.h"
 #include "platform/simulated/devicefiles.h"
 #include "platform/simulated/endpoints.h"
+#include "platform/simulated/hiddevices.h"
 #include "platform/simulated/notifications.h"
 #include "platform/simulated/sessions.h"
 #include "platform/simulated/settings.h"

@@ -121,7 +121,9 @@ private:
     void onSetCurrentOutputDevice(const QString &deviceName, const QString &deviceID);
     void onSetCurrentInputDevice(const QString &deviceName, const QString &deviceID);
 
-    void onSetAppDefaultDevice(const QString &appName);
+    void onSetAppDefaultDevice(int appProcessID, const QString &appName,
+                               const QString &audioEndpointID, const QString &fromAudioEndpointID,
+                               const QString &deviceType);
 
     // Modes and on-demand channels
     [[nodiscard]] QString defaultRenderId() const;

@@ -2,6 +2,7 @@
 #include "app/quorvanewidget.h"
 #include "endpoints/systemsoundmonitor.h"
 #include "engines/wasapimicrophonecapturer.h"
+#include "sessions/audiosessionmanager.h"
 #include "streams/tavorioutputdevice.h"
 
 #include <QDebug>
@@ -76,9 +77,15 @@ void QuorvaneWidget::onSetCurrentInputDevice(const QString &deviceName, const QS
     qInfo() << "onSetCurrentInputDevice() : end";
 }
 
-void QuorvaneWidget::onSetAppDefaultDevice(const QString &appName)
+void QuorvaneWidget::onSetAppDefaultDevice(int appProcessID, const QString &appName,
+                                           const QString &audioEndpointID,
+                                           const QString &fromAudioEndpointID,
+                                           const QString &deviceType)
 {
-    // Without a session manager there is nobody to move an application.
     qInfo() << "onSetAppDefaultDevice() :" << appName;
+    const int flow = deviceType == QLatin1StringView("inputDevice") ? eCapture : eRender;
+    if (audioSessionManager)
+        audioSessionManager->setAppDefaultAudioEndpoint(appProcessID, appName, audioEndpointID,
+                                                        fromAudioEndpointID, flow);
     qInfo() << "onSetAppDefaultDevice() : end";
 }

@@ -23,7 +23,7 @@ void QuorvaneWidget::connectCommands()
     connect(link, &WebSocketServer::sigGetDeviceAudioSessionInfos, this,
             &QuorvaneWidget::onGetDeviceAudioSessionInfos);
     connect(link, &WebSocketServer::sigSetAppDefaultAudioEndpoint, this,
-            [this](int, const QString &appName) { onSetAppDefaultDevice(appName); });
+            &QuorvaneWidget::onSetAppDefaultDevice);
     connect(link, &WebSocketServer::sigAddOutputDevice, this, &QuorvaneWidget::onAddOutputDevice);
     connect(link, &WebSocketServer::sigRemoveOutputDevice, this,
             &QuorvaneWidget::onRemoveOutputDevice);

@@ -36,12 +36,14 @@ AudioSessionManager::AudioSessionManager(bool useWorkerThread, QObject *parent) 
         defaultCaptureID = getDefaultCaptureDeviceID();
         resetAllDeviceAudioSessionInfos();
     }
+    fetchPolicyFactory();
 }
 
 AudioSessionManager::~AudioSessionManager()
 {
     clearDeviceSessions();
     enumerator.reset();
+    policyFactory.reset();
     CoUninitialize();
     if (workerThread) {
         workerThread->quit();

@@ -1,6 +1,7 @@
 // The one service that knows all audio sessions of all endpoints.
 #pragma once
 
+#include "platform/audiopolicyconfig.h"
 #include "platform/comptr.h"
 #include "platform/coreaudio.h"
 
@@ -53,6 +54,19 @@ public:
     /// Builds all lists afresh. Raises sigUpdateAudioSessionInfos with the stored infos, of which
     /// there are none.
     void resetAllDeviceAudioSessionInfos();
+
+    /// Moves an application to another endpoint, for its next streams too, and leaves the system's
+    /// default alone. `flow` is an EDataFlow. 1 when done or nothing was to do, 0 when the platform
+    /// refused or reads something else back, -1 without a process, -2 without a name, -3 without
+    /// an endpoint; sigFinishSetAppDefaultAudioEndpoint tells it too. Waits for the platform. The
+    /// endpoints concerned are refreshed 250 ms later. An input always reads back as another one.
+    int setAppDefaultAudioEndpoint(int appProcessID, const QString &appName,
+                                   const QString &audioEndpointID,
+                                   const QString &fromAudioEndpointID, int flow);
+    /// The long form of the application's own endpoint; empty if it has none.
+    [[nodiscard]] QString getPersistedDefaultAudioEndpoint(unsigned long pid, int flow);
+    /// 1 on success, 0 otherwise.
+    int setPersistedDefaultAudioEndpoint(unsigned long pid, int flow, const QString &id);
 
 signals:
     void sigPrintfLog(const QString &logMessage);
@@ -162,6 +176,10 @@ private:
     DeviceAudioSession *appendDevice(EDataFlow flow, const QString &deviceID, IMMDevice *device);
     void addDevice(EDataFlow flow, const QString &deviceID, const char *function);
 
+    void fetchPolicyFactory();
+    /// Each endpoint once.
+    void refreshLater(QStringList endpointIDs);
+
     // Which applications are being moved: their events are dropped meanwhile. Any thread.
     void enterRouting(const QString &appName, const QString &audioEndpointID);
     void leaveRouting(const QString &appName);
@@ -169,6 +187,7 @@ private:
 
     QThread *workerThread = nullptr;
     ComPtr<IMMDeviceEnumerator> enumerator;
+    ComPtr<IAudioPolicyConfig> policyFactory; ///< null if the system has none
     QMutex mutex; ///< guards `deviceSessions`; taken before a device's own
     QList<QPointer<DeviceAudioSession>> deviceSessions; ///< owned
     QList<QPair<QString, QJsonArray>> storedSessionInfos;

@@ -1,7 +1,17 @@
 // DeviceAudioSession: what the settings tell of an application's own endpoint.
+#include "sessions/audiosession.h"
 #include "sessions/deviceaudiosession.h"
+#include "sessions/registeredendpoint.h"
 
-void DeviceAudioSession::updateDefaultEndpointState(AudioSession *)
+// A session of the application at another endpoint shows none.
+void DeviceAudioSession::updateDefaultEndpointState(AudioSession *session)
 {
-    // Nobody moves applications yet: a session keeps the defaults.
+    const auto registered =
+        registeredEndpoint(session->getSessionProcessName(), session->getSessionProcessFileName());
+    if (!registered)
+        return;
+    const QString &own = registered->endpointID;
+    const bool isHere = session->getSessionIdentifier().startsWith(own);
+    session->setInDefaultEndpoint(registered->isDefault);
+    session->setAudioEndpointID(isHere ? own : QString());
 }

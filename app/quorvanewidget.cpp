@@ -1,6 +1,7 @@
 // Construction and teardown.
 #include "app/quorvanewidget.h"
 
+#include "app/handlertrace.h"
 #include "common/channels.h"
 #include "endpoints/systemsoundmonitor.h"
 #include "engines/wasapiaudioplayer.h"
@@ -150,9 +151,8 @@ void QuorvaneWidget::startServices()
 
 void QuorvaneWidget::onQuitApp()
 {
-    qInfo() << "onQuitApp() :";
+    const HandlerTrace trace("onQuitApp");
     QCoreApplication::exit(0);
-    qInfo() << "onQuitApp() : end";
 }
 
 void QuorvaneWidget::onAboutToQuit()

@@ -1,4 +1,5 @@
 // Questions and orders about endpoints: lists, volumes, mutes.
+#include "app/handlertrace.h"
 #include "app/quorvanewidget.h"
 #include "endpoints/systemsoundmonitor.h"
 #include "link/websocketserver.h"
@@ -15,16 +16,6 @@ QString failureText(const char *handler, const char *order, const QString &devic
            QLatin1StringView("), device ID(") + deviceID + QLatin1StringView(")") +
            QLatin1StringView(quantity) + current + QLatin1StringView(")");
 }
-
-QByteArray entryWords(const char *handler)
-{
-    return QByteArray(handler) + "() :";
-}
-
-QByteArray exitWords(const char *handler)
-{
-    return QByteArray(handler) + "() : end";
-}
 } // namespace
 
 const QuorvaneWidget::VolumeOrder QuorvaneWidget::setVolumeOrder{
@@ -37,27 +28,25 @@ const QuorvaneWidget::VolumeOrder QuorvaneWidget::decreaseVolumeOrder{
 void QuorvaneWidget::answerDeviceMute(const char *handler, const QString &deviceName,
                                       const QString &deviceID)
 {
-    qInfo() << entryWords(handler).constData() << deviceName << deviceID;
+    const HandlerTrace trace(handler, deviceName, deviceID);
     const bool mute = systemSoundMonitor && systemSoundMonitor->isDeviceMuted(deviceID);
     if (webSocketServer)
         webSocketServer->didReceiveDeviceMute(deviceName, deviceID, mute);
-    qInfo() << exitWords(handler).constData();
 }
 
 void QuorvaneWidget::answerDeviceVolume(const char *handler, const QString &deviceName,
                                         const QString &deviceID)
 {
-    qInfo() << entryWords(handler).constData() << deviceName << deviceID;
+    const HandlerTrace trace(handler, deviceName, deviceID);
     const int volume = systemSoundMonitor ? systemSoundMonitor->getDeviceVolume(deviceID) : 0;
     if (webSocketServer)
         webSocketServer->didReceiveDeviceVolume(deviceName, deviceID, volume);
-    qInfo() << exitWords(handler).constData();
 }
 
 void QuorvaneWidget::orderDeviceMute(const char *handler, const QString &deviceName,
                                      const QString &deviceID, bool isMute)
 {
-    qInfo() << entryWords(handler).constData() << deviceName << deviceID << isMute;
+    const HandlerTrace trace(handler, deviceName, deviceID, isMute);
     bool ok = false;
     bool current = false;
     if (systemSoundMonitor) {
@@ -71,14 +60,13 @@ void QuorvaneWidget::orderDeviceMute(const char *handler, const QString &deviceN
         if (webSocketServer)
             webSocketServer->failedToSetDeviceMute(deviceName, deviceID, current);
     }
-    qInfo() << exitWords(handler).constData();
 }
 
 void QuorvaneWidget::orderDeviceVolume(const char *handler, const VolumeOrder &order,
                                        const QString &deviceName, const QString &deviceID,
                                        uint value)
 {
-    qInfo() << entryWords(handler).constData() << deviceName << deviceID << static_cast<int>(value);
+    const HandlerTrace trace(handler, deviceName, deviceID, static_cast<int>(value));
     bool ok = false;
     int current = 0;
     if (systemSoundMonitor) {
@@ -93,7 +81,6 @@ void QuorvaneWidget::orderDeviceVolume(const char *handler, const VolumeOrder &o
         if (webSocketServer)
             webSocketServer->failedToSetDeviceVolume(deviceName, deviceID, current);
     }
-    qInfo() << exitWords(handler).constData();
 }
 
 void QuorvaneWidget::onGetOutputDeviceInfos()

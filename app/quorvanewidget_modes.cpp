@@ -1,4 +1,5 @@
 // The two control modes, and the channels that exist on demand.
+#include "app/handlertrace.h"
 #include "app/quorvanewidget.h"
 #include "common/channels.h"
 #include "endpoints/systemsoundmonitor.h"
@@ -65,7 +66,7 @@ void QuorvaneWidget::restoreDefault(bool output, const QString &defaultId, const
 
 void QuorvaneWidget::onAddOutputDevice(const QString &outputDeviceName)
 {
-    qInfo() << "onAddOutputDevice() :" << outputDeviceName;
+    const HandlerTrace trace("onAddOutputDevice", outputDeviceName);
     // Showing an endpoint can make it the default: the one of before is put back.
     const QString defaultId = defaultRenderId();
     const Channel *channel = onDemandChannelOf(outputDeviceName);
@@ -84,12 +85,11 @@ void QuorvaneWidget::onAddOutputDevice(const QString &outputDeviceName)
     } else if (webSocketServer) {
         webSocketServer->cannotAddOutputDevice(outputDeviceName);
     }
-    qInfo() << "onAddOutputDevice() : end";
 }
 
 void QuorvaneWidget::onRemoveOutputDevice(const QString &outputDeviceName)
 {
-    qInfo() << "onRemoveOutputDevice() :" << outputDeviceName;
+    const HandlerTrace trace("onRemoveOutputDevice", outputDeviceName);
     const QString defaultId = defaultRenderId();
     const Channel *channel = onDemandChannelOf(outputDeviceName);
     if (channel) {
@@ -103,12 +103,11 @@ void QuorvaneWidget::onRemoveOutputDevice(const QString &outputDeviceName)
     } else if (webSocketServer) {
         webSocketServer->cannotRemoveOutputDevice(outputDeviceName);
     }
-    qInfo() << "onRemoveOutputDevice() : end";
 }
 
 void QuorvaneWidget::onSetControlMode(tavoriSoftwareMode mode)
 {
-    qInfo() << "onSetControlMode() :" << mode;
+    const HandlerTrace trace("onSetControlMode", mode);
     const QString captureId = defaultCaptureId();
     const QString renderId = defaultRenderId();
     const QString stream = channelOfType(tavoriStream)->shortName;
@@ -129,7 +128,6 @@ void QuorvaneWidget::onSetControlMode(tavoriSoftwareMode mode)
         restoreDefault(true, renderId, {});
         takeControlMode(mode);
     }
-    qInfo() << "onSetControlMode() : end";
 }
 
 void QuorvaneWidget::takeControlMode(tavoriSoftwareMode mode)
@@ -143,10 +141,9 @@ void QuorvaneWidget::takeControlMode(tavoriSoftwareMode mode)
 
 void QuorvaneWidget::onFinishSetControlMode(tavoriSoftwareMode mode)
 {
-    qInfo() << "onFinishSetControlMode() :" << mode;
+    const HandlerTrace trace("onFinishSetControlMode", mode);
     controlModeChanging = false;
     forEachOutput([](tavoriOutputDevice &device) { device.finishControlMode(); });
     if (microphoneCapturer)
         microphoneCapturer->finishControlMode();
-    qInfo() << "onFinishSetControlMode() : end";
 }

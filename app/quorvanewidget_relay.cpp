@@ -1,4 +1,5 @@
 // Endpoint and session events: the controller's own state first, then the client.
+#include "app/handlertrace.h"
 #include "app/quorvanewidget.h"
 #include "common/channels.h"
 #include "endpoints/systemsoundmonitor.h"
@@ -36,20 +37,19 @@ void QuorvaneWidget::onDefaultDeviceChanged(const char *handler, const QString &
                                             SessionsHandler sessionsHandler,
                                             const QString &deviceID)
 {
-    qInfo() << (QByteArray(handler) + "() :").constData() << deviceID;
+    const HandlerTrace trace(handler, deviceID);
     const QString name =
         systemSoundMonitor ? systemSoundMonitor->getDeviceName(deviceID) : QString();
     if (webSocketServer)
         webSocketServer->defaultDeviceChanged(deviceType, name, deviceID);
     if (audioSessionManager)
         (audioSessionManager.data()->*sessionsHandler)(deviceID);
-    qInfo() << (QByteArray(handler) + "() : end").constData();
 }
 
 void QuorvaneWidget::onDeviceArrived(const char *handler, const QString &deviceID,
                                      ArrivalSender sender)
 {
-    qInfo() << (QByteArray(handler) + "() :").constData() << deviceID;
+    const HandlerTrace trace(handler, deviceID);
     QString name;
     bool isRender = false;
     if (systemSoundMonitor) {
@@ -65,13 +65,12 @@ void QuorvaneWidget::onDeviceArrived(const char *handler, const QString &deviceI
         audioSessionManager->onCaptureDeviceAdded(deviceID);
     if (webSocketServer)
         (webSocketServer.data()->*sender)(name, deviceID);
-    qInfo() << (QByteArray(handler) + "() : end").constData();
 }
 
 void QuorvaneWidget::onDeviceDeparted(const char *handler, const QString &deviceID,
                                       DepartureSender sender)
 {
-    qInfo() << (QByteArray(handler) + "() :").constData() << deviceID;
+    const HandlerTrace trace(handler, deviceID);
     releaseEndpoint(deviceID);
     if (outputDeviceNames.remove(deviceID) == 0)
         inputDeviceNames.remove(deviceID);
@@ -79,7 +78,6 @@ void QuorvaneWidget::onDeviceDeparted(const char *handler, const QString &device
         audioSessionManager->removeDeviceAudioSession(deviceID);
     if (webSocketServer)
         (webSocketServer.data()->*sender)(deviceID);
-    qInfo() << (QByteArray(handler) + "() : end").constData();
 }
 
 template <typename Function>
@@ -107,13 +105,12 @@ void QuorvaneWidget::releaseEndpoint(const QString &id)
 
 void QuorvaneWidget::onPropertyValueChanged(const QString &deviceID)
 {
-    qInfo() << "onPropertyValueChanged() :" << deviceID;
+    const HandlerTrace trace("onPropertyValueChanged", deviceID);
     QTimer::singleShot(propertySettleMs, this, [this, deviceID] {
         qInfo() << "onPropertyValueChanged() : handle begin";
         renewEndpoint(deviceID);
         qInfo() << "onPropertyValueChanged() : handle end";
     });
-    qInfo() << "onPropertyValueChanged() : end";
 }
 
 void QuorvaneWidget::renewEndpoint(const QString &deviceID)
@@ -139,7 +136,7 @@ void QuorvaneWidget::renewEndpoint(const QString &deviceID)
 
 void QuorvaneWidget::onDeviceControlChanged(const QString &deviceID, bool muted, int volume)
 {
-    qInfo() << "onDeviceControlChanged() :" << levelText(deviceID, muted, volume);
+    const HandlerTrace trace("onDeviceControlChanged", levelText(deviceID, muted, volume));
     const QString name =
         systemSoundMonitor ? systemSoundMonitor->getDeviceName(deviceID) : QString();
     if (controlMode == NormalMode) {
@@ -151,7 +148,6 @@ void QuorvaneWidget::onDeviceControlChanged(const QString &deviceID, bool muted,
         else
             forceFullLevel(deviceID, muted, volume);
     }
-    qInfo() << "onDeviceControlChanged() : end";
 }
 
 void QuorvaneWidget::sendDeviceControlChanged(const QString &name, const QString &deviceID,
@@ -183,11 +179,10 @@ void QuorvaneWidget::forceFullLevel(const QString &deviceID, bool muted, int vol
 
 void QuorvaneWidget::onDeviceStateChanged(const QString &deviceID, bool muted, int volume)
 {
-    qInfo() << "onDeviceStateChanged() :" << levelText(deviceID, muted, volume);
+    const HandlerTrace trace("onDeviceStateChanged", levelText(deviceID, muted, volume));
     const QString name =
         systemSoundMonitor ? systemSoundMonitor->getDeviceName(deviceID) : QString();
     applyLevel(name, deviceID, muted, volume);
-    qInfo() << "onDeviceStateChanged() : end";
 }
 
 void QuorvaneWidget::applyLevel(QString deviceName, const QString &deviceID, bool muted, int volume)

@@ -1,4 +1,5 @@
 // Where the channels' sound goes, and which endpoints are default.
+#include "app/handlertrace.h"
 #include "app/quorvanewidget.h"
 #include "endpoints/systemsoundmonitor.h"
 #include "engines/wasapimicrophonecapturer.h"
@@ -38,7 +39,7 @@ const char *switchLineOf(tavoriDeviceType type)
 void QuorvaneWidget::onSwitchOutputDevice(tavoriDeviceType deviceType, const QString &deviceName,
                                           const QString &deviceID)
 {
-    qInfo() << "onSwitchOutputDevice() :" << deviceType << deviceName << deviceID;
+    const HandlerTrace trace("onSwitchOutputDevice", deviceType, deviceName, deviceID);
     if (const char *line = switchLineOf(deviceType)) {
         qInfo() << line;
         const OutputDevicePointer &device = *outputSlot(deviceType);
@@ -47,34 +48,30 @@ void QuorvaneWidget::onSwitchOutputDevice(tavoriDeviceType deviceType, const QSt
     } else {
         qCritical() << "Unknown device!";
     }
-    qInfo() << "onSwitchOutputDevice() : end";
 }
 
 void QuorvaneWidget::onSwitchInputDevice(tavoriDeviceType deviceType, const QString &deviceName,
                                          const QString &deviceID)
 {
-    qInfo() << "onSwitchInputDevice() :" << deviceType << deviceName << deviceID;
+    const HandlerTrace trace("onSwitchInputDevice", deviceType, deviceName, deviceID);
     if (deviceType != tavoriChatCapture)
         qCritical() << "Unknown device!";
     else if (microphoneCapturer)
         microphoneCapturer->restartCapture(deviceID, deviceName, 2);
-    qInfo() << "onSwitchInputDevice() : end";
 }
 
 void QuorvaneWidget::onSetCurrentOutputDevice(const QString &deviceName, const QString &deviceID)
 {
-    qInfo() << "onSetCurrentOutputDevice() :" << deviceName << deviceID;
+    const HandlerTrace trace("onSetCurrentOutputDevice", deviceName, deviceID);
     if (systemSoundMonitor)
         systemSoundMonitor->setSystemDefaultDevice(true, deviceID);
-    qInfo() << "onSetCurrentOutputDevice() : end";
 }
 
 void QuorvaneWidget::onSetCurrentInputDevice(const QString &deviceName, const QString &deviceID)
 {
-    qInfo() << "onSetCurrentInputDevice() :" << deviceName << deviceID;
+    const HandlerTrace trace("onSetCurrentInputDevice", deviceName, deviceID);
     if (systemSoundMonitor)
         systemSoundMonitor->setSystemDefaultDevice(false, deviceID);
-    qInfo() << "onSetCurrentInputDevice() : end";
 }
 
 void QuorvaneWidget::onSetAppDefaultDevice(int appProcessID, const QString &appName,
@@ -82,10 +79,9 @@ void QuorvaneWidget::onSetAppDefaultDevice(int appProcessID, const QString &appN
                                            const QString &fromAudioEndpointID,
                                            const QString &deviceType)
 {
-    qInfo() << "onSetAppDefaultDevice() :" << appName;
+    const HandlerTrace trace("onSetAppDefaultDevice", appName);
     const int flow = deviceType == QLatin1StringView("inputDevice") ? eCapture : eRender;
     if (audioSessionManager)
         audioSessionManager->setAppDefaultAudioEndpoint(appProcessID, appName, audioEndpointID,
                                                         fromAudioEndpointID, flow);
-    qInfo() << "onSetAppDefaultDevice() : end";
 }

@@ -1,5 +1,7 @@
 // Audio sessions: their events pass through to the client unchanged.
 #include "app/quorvanewidget.h"
+
+#include "app/handlertrace.h"
 #include "link/websocketserver.h"
 #include "sessions/audiosessionmanager.h"
 
@@ -71,22 +73,20 @@ void QuorvaneWidget::connectSessionEvents()
 
 void QuorvaneWidget::onGetAudioSessionInfos()
 {
-    qInfo() << "onGetAudioSessionInfos() :";
+    const HandlerTrace trace("onGetAudioSessionInfos");
     QJsonObject infos;
     if (audioSessionManager)
         infos = audioSessionManager->getAllAudioSessionInfos(false);
     if (webSocketServer)
         webSocketServer->didReceiveAudioSessionInfos(infos);
-    qInfo() << "onGetAudioSessionInfos() : end";
 }
 
 void QuorvaneWidget::onGetDeviceAudioSessionInfos(const QString &deviceID)
 {
-    qInfo() << "onGetDeviceAudioSessionInfos() :" << deviceID;
+    const HandlerTrace trace("onGetDeviceAudioSessionInfos", deviceID);
     QJsonArray infos;
     if (audioSessionManager)
         infos = audioSessionManager->getDeviceAudioSessionInfos(deviceID);
     if (webSocketServer)
         webSocketServer->didReceiveDeviceAudioSessionInfos(deviceID, infos);
-    qInfo() << "onGetDeviceAudioSessionInfos() : end";
 }

@@ -1,4 +1,5 @@
 // The personal and the streaming mix, the microphone's source, and the gaming/chat balance.
+#include "app/handlertrace.h"
 #include "app/quorvanewidget.h"
 #include "common/channels.h"
 #include "endpoints/systemsoundmonitor.h"
@@ -13,7 +14,7 @@ void QuorvaneWidget::orderMix(const char *handler, void (tavoriOutputDevice::*ch
                               void (WASAPIMicrophoneCapturer::*capturerOrder)(Value),
                               const QString &deviceName, const QString &deviceID, Value value)
 {
-    qInfo() << (QByteArray(handler) + "() :").constData() << deviceName << deviceID << value;
+    const HandlerTrace trace(handler, deviceName, deviceID, value);
     if (const Channel *channel = channelOfFullName(deviceName)) {
         if (const OutputDevicePointer *slot = outputSlot(channel->type)) {
             if (*slot)
@@ -22,7 +23,6 @@ void QuorvaneWidget::orderMix(const char *handler, void (tavoriOutputDevice::*ch
             (microphoneCapturer.get()->*capturerOrder)(value);
         }
     }
-    qInfo() << (QByteArray(handler) + "() : end").constData();
 }
 
 void QuorvaneWidget::onAddToPersonalSynthesizer(const QString &deviceName, const QString &deviceID,
@@ -72,20 +72,19 @@ void QuorvaneWidget::onSetStreamingSynthesizerDeviceMute(const QString &deviceNa
 void QuorvaneWidget::onSwitchPersonalSynthesizerDevice(const QString &deviceName,
                                                        const QString &deviceID)
 {
-    qInfo() << "onSwitchPersonalSynthesizerDevice() :" << deviceName << deviceID;
+    const HandlerTrace trace("onSwitchPersonalSynthesizerDevice", deviceName, deviceID);
     if (!deviceName.isEmpty()) {
         forEachOutput([&](tavoriOutputDevice &device) {
             device.initPersonalSynthesizerAudioOutput(deviceID, deviceName, nativeWindow());
         });
         reopenMicrophoneOutput(microphoneOutputs[1], deviceName, deviceID);
     }
-    qInfo() << "onSwitchPersonalSynthesizerDevice() : end";
 }
 
 void QuorvaneWidget::onSwitchStreamingSynthesizerDevice(const QString &deviceName,
                                                         const QString &deviceID)
 {
-    qInfo() << "onSwitchStreamingSynthesizerDevice() :" << deviceName << deviceID;
+    const HandlerTrace trace("onSwitchStreamingSynthesizerDevice", deviceName, deviceID);
     if (!deviceName.isEmpty()) {
         if (deviceName == channelOfType(tavoriStream)->fullName())
             takeStreamSpeakerLevel(deviceID);
@@ -94,7 +93,6 @@ void QuorvaneWidget::onSwitchStreamingSynthesizerDevice(const QString &deviceNam
         });
         reopenMicrophoneOutput(microphoneOutputs[2], deviceName, deviceID);
     }
-    qInfo() << "onSwitchStreamingSynthesizerDevice() : end";
 }
 
 void QuorvaneWidget::takeStreamSpeakerLevel(const QString &deviceID)
@@ -138,28 +136,26 @@ void QuorvaneWidget::reopenMicrophoneOutput(const MicrophoneOutput &output,
 void QuorvaneWidget::onSwitchMicrophoneInputDevice(const QString &deviceName,
                                                    const QString &deviceID)
 {
-    qInfo() << "onSwitchMicrophoneInputDevice() :" << deviceName << deviceID;
+    const HandlerTrace trace("onSwitchMicrophoneInputDevice", deviceName, deviceID);
     if (!deviceName.isEmpty() && microphoneCapturer)
         microphoneCapturer->restartCapture(deviceID, deviceName, 2);
-    qInfo() << "onSwitchMicrophoneInputDevice() : end";
 }
 
 void QuorvaneWidget::onSetGamingChatMixEnable(bool isEnable)
 {
-    qInfo() << "onSetGamingChatMixEnable() :" << isEnable;
+    const HandlerTrace trace("onSetGamingChatMixEnable", isEnable);
     for (const OutputDevicePointer &device : {gameDevice, chatDevice}) {
         if (device)
             device->setGamingChatMixEnable(isEnable);
     }
-    qInfo() << "onSetGamingChatMixEnable() : end";
 }
 
 void QuorvaneWidget::onSetGamingChatMixProportion(int gamingMixProportion, int chatMixProportion)
 {
-    qInfo() << "onSetGamingChatMixProportion() :" << gamingMixProportion << chatMixProportion;
+    const HandlerTrace trace("onSetGamingChatMixProportion", gamingMixProportion,
+                             chatMixProportion);
     if (gameDevice)
         gameDevice->setGamingChatMixProportion(gamingMixProportion);
     if (chatDevice)
         chatDevice->setGamingChatMixProportion(chatMixProportion);
-    qInfo() << "onSetGamingChatMixProportion() : end";
 }

@@ -1,5 +1,6 @@
 // The undocumented policy interfaces, declared by slot: no public header has them. Slots count
-// from 0 with the three of IUnknown first; only the two named methods are ever called.
+// from 0 with the three of IUnknown first; only the two named methods are ever called, and nobody
+// implements the others.
 #pragma once
 
 #include "platform/coreaudio.h"
@@ -16,16 +17,16 @@ inline constexpr IID IID_IPolicyConfigVista{
 /// SetDefaultEndpoint in slot 13, SetEndpointVisibility in slot 14.
 struct IPolicyConfig : public IUnknown
 {
-    virtual HRESULT STDMETHODCALLTYPE slot3() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot4() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot5() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot6() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot7() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot8() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot9() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot10() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot11() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot12() = 0;
+    virtual HRESULT STDMETHODCALLTYPE slot3() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot4() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot5() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot6() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot7() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot8() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot9() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot10() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot11() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot12() { return E_NOTIMPL; }
     virtual HRESULT STDMETHODCALLTYPE SetDefaultEndpoint(LPCWSTR deviceID, ERole role) = 0;
     /// Returns when the endpoint is listed or gone.
     virtual HRESULT STDMETHODCALLTYPE SetEndpointVisibility(LPCWSTR deviceID, int visible) = 0;
@@ -37,15 +38,15 @@ protected:
 /// SetDefaultEndpoint in slot 12, SetEndpointVisibility in slot 13.
 struct IPolicyConfigVista : public IUnknown
 {
-    virtual HRESULT STDMETHODCALLTYPE slot3() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot4() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot5() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot6() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot7() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot8() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot9() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot10() = 0;
-    virtual HRESULT STDMETHODCALLTYPE slot11() = 0;
+    virtual HRESULT STDMETHODCALLTYPE slot3() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot4() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot5() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot6() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot7() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot8() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot9() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot10() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE slot11() { return E_NOTIMPL; }
     virtual HRESULT STDMETHODCALLTYPE SetDefaultEndpoint(LPCWSTR deviceID, ERole role) = 0;
     /// Returns when the endpoint is listed or gone.
     virtual HRESULT STDMETHODCALLTYPE SetEndpointVisibility(LPCWSTR deviceID, int visible) = 0;

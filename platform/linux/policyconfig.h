@@ -14,17 +14,6 @@ class Policy : public posix::ComObject<Interface>
 public:
     explicit Policy(EndpointService &service) : service(service) {}
 
-    // The slots that nobody calls.
-    HRESULT STDMETHODCALLTYPE slot3() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot4() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot5() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot6() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot7() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot8() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot9() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot10() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot11() override { return E_NOTIMPL; }
-
     HRESULT STDMETHODCALLTYPE SetDefaultEndpoint(LPCWSTR id, ERole) override
     {
         return id ? service.server().setDefault(QString::fromWCharArray(id)) : E_POINTER;
@@ -38,12 +27,6 @@ private:
     EndpointService &service;
 };
 
-class PolicyConfig final : public Policy<IPolicyConfig>
-{
-public:
-    using Policy::Policy;
-    HRESULT STDMETHODCALLTYPE slot12() override { return E_NOTIMPL; }
-};
-
+using PolicyConfig = Policy<IPolicyConfig>;
 using PolicyConfigVista = Policy<IPolicyConfigVista>;
 } // namespace pulse

@@ -45,16 +45,6 @@ class PolicyObject : public RecordedObject<Interface>
 public:
     using RecordedObject<Interface>::RecordedObject;
 
-    HRESULT STDMETHODCALLTYPE slot3() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot4() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot5() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot6() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot7() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot8() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot9() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot10() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE slot11() override { return E_NOTIMPL; }
-
     HRESULT STDMETHODCALLTYPE SetDefaultEndpoint(LPCWSTR deviceID, ERole role) override
     {
         const auto fault = this->called("SetDefaultEndpoint",
@@ -74,7 +64,6 @@ class PolicyConfig final : public PolicyObject<IPolicyConfig>
 {
 public:
     PolicyConfig() : PolicyObject("IPolicyConfig") {}
-    HRESULT STDMETHODCALLTYPE slot12() override { return E_NOTIMPL; }
 };
 
 class PolicyConfigVista final : public PolicyObject<IPolicyConfigVista>

@@ -29,6 +29,10 @@ struct CardEndpoint
 /// The endpoint with this node name, compared exactly; null if it is none of the card's.
 [[nodiscard]] const CardEndpoint *endpointOfNodeName(const QString &nodeName);
 
+/// The node from which a line is recorded whose sound is played into the node with this name;
+/// empty if that is no line's.
+[[nodiscard]] QString lineOutputOf(const QString &nodeName);
+
 /// Whether the endpoint was last asked to be shown. All start hidden. False for an unknown ID.
 [[nodiscard]] bool isShown(const QString &id);
 

@@ -45,6 +45,12 @@ const card::CardEndpoint *card::endpointOfId(const QString &id)
     return findEndpoint(&CardEndpoint::id, id);
 }
 
+QString card::lineOutputOf(const QString &nodeName)
+{
+    const CardEndpoint *endpoint = endpointOfNodeName(nodeName);
+    return endpoint && endpoint->flow == eRender ? endpoint->channel->captureSuffix : QString();
+}
+
 const card::CardEndpoint *card::endpointOfNodeName(const QString &nodeName)
 {
     return findEndpoint(&CardEndpoint::nodeName, nodeName);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace
 {
@@ -13,6 +14,8 @@ constexpr uint32_t largestBuffer = 4 * 8192;
 constexpr uint32_t resamplerSway = 16;
 // So long a client must have been punctual, in seconds, to be trusted with half a cycle.
 constexpr uint32_t probation = 10;
+// Space that an idle endpoint offers, in milliseconds: all that its client can have gathered.
+constexpr uint32_t idleSpace = 200;
 } // namespace
 
 void RenderPath::prepare(const SampleFormat &format)
@@ -51,6 +54,7 @@ void RenderPath::process(pw_stream *stream) noexcept
     buffer->size = frames;
     pw_stream_queue_buffer(stream, buffer);
 
+    isIdle.store(false);
     judgeClient(frames);
     grant(frames);
     if (isRunning())
@@ -94,14 +98,25 @@ void RenderPath::setRunning(bool now)
         signalClient();
 }
 
+void RenderPath::idle() noexcept
+{
+    isIdle.store(true);
+    signalClient();
+}
+
 UINT32 RenderPath::bufferSize()
 {
-    visibleFrames.store(grantedFrames.load(std::memory_order_relaxed), std::memory_order_relaxed);
-    return visibleFrames.load(std::memory_order_relaxed);
+    drops = drops || isIdle.load();
+    const uint32_t frames =
+        drops ? streamRate * idleSpace / 1000 : grantedFrames.load(std::memory_order_relaxed);
+    visibleFrames.store(frames, std::memory_order_relaxed);
+    return frames;
 }
 
 UINT32 RenderPath::padding() const
 {
+    if (drops)
+        return 0;
     return std::min(ring.available() / frameBytes, visibleFrames.load(std::memory_order_relaxed));
 }
 
@@ -123,6 +138,15 @@ HRESULT RenderPath::getBuffer(UINT32 frames, BYTE **data)
     return S_OK;
 }
 
+/// Leaves in the staging buffer what the next cycle takes, and makes `frames` that many.
+void RenderPath::keepNewest(UINT32 &frames)
+{
+    const UINT32 kept = std::min(frames, grantedFrames.load(std::memory_order_relaxed));
+    std::memmove(staging.data(), staging.data() + size_t(frames - kept) * frameBytes,
+                 size_t(kept) * frameBytes);
+    frames = kept;
+}
+
 HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
 {
     hasAnswered.store(true);
@@ -134,6 +158,12 @@ HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
     if (frames > requested)
         return AUDCLNT_E_INVALID_SIZE;
     isRequested = false;
+    if (std::exchange(drops, false)) {
+        ring.discard();
+        if (isIdle.load())
+            return S_OK;
+        keepNewest(frames);
+    }
     const uint32_t bytes = frames * frameBytes;
     if (flags & AUDCLNT_BUFFERFLAGS_SILENT)
         std::memset(staging.data(), 0, bytes);

@@ -13,6 +13,9 @@
 /// cycle has then reached the client and goes back into the next one, where an event at the
 /// cycle's start would send silence and the sound one quantum later. A client that was too slow
 /// gets its events at the cycle's start for some seconds, with twice the time to answer.
+///
+/// While the graph leaves the stream idle, an idle clock calls the client, and what it gives is
+/// dropped: when the graph comes for sound, it gets the newest and no backlog.
 class RenderPath final : public StreamPath
 {
 public:
@@ -20,6 +23,9 @@ public:
     void reset() override;
     void process(pw_stream *stream) noexcept override;
     void setRunning(bool now) override;
+    /// The graph has not come for sound for a while: calls the client in its place. The loop's
+    /// thread.
+    void idle() noexcept;
 
     // The client's side; one thread at a time.
 
@@ -34,6 +40,7 @@ private:
     void judgeClient(uint32_t frames) noexcept;
     void grant(uint32_t frames) noexcept;
     void callClient(uint32_t frames) noexcept;
+    void keepNewest(UINT32 &frames);
 
     uint32_t frameBytes = 0;
     uint32_t streamRate = 0;
@@ -45,6 +52,8 @@ private:
     std::atomic<bool> hasEverAnswered{false};
     std::atomic<uint32_t> punctualFrames{0}; ///< played since it was last too late
     std::atomic<bool> canDelay{false};       ///< its event has a timer
-    UINT32 requested = 0;                    ///< of a GetBuffer that is not released
+    std::atomic<bool> isIdle{false};         ///< the graph has not come since idle() was called
+    bool drops = false;   ///< the client's: what it has gathered while idle is old
+    UINT32 requested = 0; ///< of a GetBuffer that is not released
     bool isRequested = false;
 };

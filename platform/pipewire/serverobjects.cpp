@@ -69,6 +69,12 @@ bool ServerObjects::hasLinkInto(uint32_t node) const
                        [node](const auto &link) { return link.second.inputNode == node; });
 }
 
+bool ServerObjects::hasLinkFrom(uint32_t node) const
+{
+    return std::any_of(links.begin(), links.end(),
+                       [node](const auto &link) { return link.second.outputNode == node; });
+}
+
 bool ServerObjects::hasLinkBetween(uint32_t one, uint32_t other) const
 {
     return std::any_of(links.begin(), links.end(), [&](const auto &entry) {

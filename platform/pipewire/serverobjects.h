@@ -40,6 +40,8 @@ public:
     [[nodiscard]] std::vector<Port> ports(uint32_t node, bool isOutput) const;
     /// Whether anything plays into the node, or could at any moment.
     [[nodiscard]] bool hasLinkInto(uint32_t node) const;
+    /// Whether anything hears the node, or could at any moment.
+    [[nodiscard]] bool hasLinkFrom(uint32_t node) const;
     [[nodiscard]] bool hasLinkBetween(uint32_t one, uint32_t other) const;
     /// Whether the session manager has given the node its ports: before, it can't be linked.
     [[nodiscard]] bool isLinkable(uint32_t node) const;

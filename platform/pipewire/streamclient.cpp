@@ -1,7 +1,10 @@
 #include "platform/pipewire/streamclient.h"
 
+#include "platform/pipewire/card.h"
 #include "platform/pipewire/streamservices.h"
 #include "platform/pipewire/waveformat.h"
+
+#include <utility>
 
 namespace
 {
@@ -14,18 +17,26 @@ constexpr DWORD knownFlags = AUDCLNT_STREAMFLAGS_EVENTCALLBACK |
                              AUDCLNT_STREAMFLAGS_AUTOCONVERTPCM |
                              AUDCLNT_STREAMFLAGS_SRC_DEFAULT_QUALITY;
 
-pw_properties *clientProperties()
+pw_properties *clientProperties(bool isPassive)
 {
     pw_properties *properties = pw_properties_new(nullptr, nullptr);
     pw_properties_setf(properties, PW_KEY_NODE_LATENCY, "%u/%u", periodFrames, periodRate);
+    if (isPassive)
+        pw_properties_set(properties, PW_KEY_NODE_PASSIVE, "true");
     return properties;
 }
 } // namespace
 
 StreamClient::StreamClient(const StreamTarget &target)
     : target(target), connection(Connection::instance()),
-      path(target.flow == eRender ? static_cast<StreamPath &>(render) : capture)
+      path(target.flow == eRender ? static_cast<StreamPath &>(render) : capture),
+      lineOutput(card::lineOutputOf(target.nodeName).toStdString())
 {
+    // A line that nobody records from would run for nothing: the graph may leave it idle.
+    if (lineOutput.empty())
+        return;
+    const Connection::Lock lock(connection);
+    idleClock = std::make_unique<IdleClock>(connection, render);
 }
 
 StreamClient::~StreamClient()
@@ -33,6 +44,7 @@ StreamClient::~StreamClient()
     const Connection::Lock lock(connection);
     connection.removeObserver(this);
     stream.reset();
+    idleClock.reset();
 }
 
 HRESULT StreamClient::Initialize(AUDCLNT_SHAREMODE shareMode, DWORD flags, REFERENCE_TIME,
@@ -84,19 +96,23 @@ HRESULT StreamClient::open(const SampleFormat &format)
 bool StreamClient::connect(const SampleFormat &format)
 {
     path.markFound();
+    wasRecorded = false;
     const bool plays = target.flow == eRender;
     stream = std::make_unique<ServerStream>(
         connection,
         ServerStream::Request{plays ? SPA_DIRECTION_OUTPUT : SPA_DIRECTION_INPUT,
-                              target.nodeName.toStdString(), "Quorvane", format, clientProperties(),
-                              false, true},
-        path);
+                              target.nodeName.toStdString(), "Quorvane", format,
+                              clientProperties(isOnLine()), false, !isOnLine()},
+        idleClock ? static_cast<StreamHandler &>(*idleClock) : path);
     // Linked, it is accepted: the session manager may still refuse a stream that is only there.
     const auto isDecided = [&] {
         return path.isLost() || connection.objects().hasLinkBetween(stream->nodeId(), targetNode);
     };
-    if (connection.waitUntil(isDecided, openTimeout) && !path.isLost())
+    if (connection.waitUntil(isDecided, openTimeout) && !path.isLost()) {
+        if (isOnLine())
+            joinWhileRecorded();
         return true;
+    }
     stream.reset();
     return false;
 }
@@ -159,6 +175,8 @@ HRESULT StreamClient::Start()
         return AUDCLNT_E_NOT_STOPPED;
     path.setRunning(true);
     const Connection::Lock lock(connection);
+    if (idleClock)
+        idleClock->setRunning(true);
     if (stream)
         stream->setActive(true);
     return S_OK;
@@ -172,6 +190,8 @@ HRESULT StreamClient::Stop()
         return S_FALSE;
     path.setRunning(false);
     const Connection::Lock lock(connection);
+    if (idleClock)
+        idleClock->setRunning(false);
     if (stream)
         stream->setActive(false);
     // No event comes any more when this returns, and its handle may be closed.
@@ -250,6 +270,18 @@ void StreamClient::objectsChanged()
 {
     if (!connection.objects().hasNode(targetNode))
         path.markLost();
+    if (isOnLine() && stream)
+        joinWhileRecorded();
+}
+
+/// In the group while idle, it would run whenever another stream does.
+void StreamClient::joinWhileRecorded()
+{
+    const ServerObjects &objects = connection.objects();
+    const auto node = objects.nodeOfName(lineOutput);
+    const bool isRecorded = node && objects.hasLinkFrom(*node);
+    if (isRecorded != std::exchange(wasRecorded, isRecorded))
+        stream->setGrouped(isRecorded);
 }
 
 HRESULT createAudioClient(const StreamTarget &target, IAudioClient **client)

@@ -3,6 +3,7 @@
 
 #include "platform/pipewire/audiostream.h"
 #include "platform/pipewire/capturepath.h"
+#include "platform/pipewire/idleclock.h"
 #include "platform/pipewire/renderpath.h"
 #include "platform/posix/comobject.h"
 
@@ -43,15 +44,20 @@ private:
 
     HRESULT open(const SampleFormat &format);
     bool connect(const SampleFormat &format);
+    [[nodiscard]] bool isOnLine() const { return idleClock != nullptr; }
+    void joinWhileRecorded();
     [[nodiscard]] HRESULT usable() const;
 
     const StreamTarget target;
     Connection &connection;
     RenderPath render;
     CapturePath capture;
-    StreamPath &path; ///< the one of the target's flow
+    StreamPath &path;             ///< the one of the target's flow
+    const std::string lineOutput; ///< where the line that it plays into is recorded, if it does
     std::unique_ptr<ServerStream> stream;
+    std::unique_ptr<IdleClock> idleClock; ///< for an endpoint that the graph may leave idle
     uint32_t targetNode = 0;
+    bool wasRecorded = false; ///< the line, when it was last looked at
     DWORD streamFlags = 0;
     std::atomic<bool> isInitialized{false};
     std::atomic<bool> isStarted{false};

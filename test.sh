@@ -18,10 +18,19 @@ export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 
 step() { printf '\n==> %s\n' "$*"; }
 
-build() { # PRESET
-    step "Building: $1"
-    cmake --preset "$1"
-    cmake --build --preset "$1" --parallel "$(nproc)"
+build() { # PRESET [TARGET...]
+    local preset=$1
+    shift
+    step "Building: $preset"
+    cmake --preset "$preset"
+    cmake --build --preset "$preset" --parallel "$(nproc)" ${1:+--target "$@"}
+}
+
+# The programs of the unit tests that a round runs: a unit test is called after its program.
+unit_tests() { # PRESET REGEX
+    cmake --preset "$1" >/dev/null
+    ctest --test-dir "build/$1" --show-only --label-exclude system --tests-regex "$2" |
+        sed -n 's/^ *Test *#[0-9]*: unit\.//p'
 }
 
 tests() { # PRESET [CTEST ARGUMENT...]
@@ -47,7 +56,8 @@ for check in "${checks[@]}"; do
         tests asan --label-exclude system
         ;;
     tsan)
-        build tsan
+        mapfile -t programs < <(unit_tests tsan "$threaded")
+        build tsan "${programs[@]}"
         tests tsan --label-exclude system --tests-regex "$threaded"
         ;;
     windows) build windows-check ;;

@@ -6,7 +6,9 @@
 #include <QTest>
 #include <QThread>
 
+#include <future>
 #include <memory>
+#include <vector>
 
 namespace
 {
@@ -533,6 +535,45 @@ private slots:
         subject.manager->resetAllDeviceAudioSessionInfos();
         QCOMPARE(subject.signalsSoFar(), QStringList("sigUpdateAudioSessionInfos({0})"));
         QCOMPARE(subject.log.lines().size(), 1);
+    }
+
+    void updatesHoldTheManagersLock_data()
+    {
+        QTest::addColumn<std::function<void(Subject &)>>("update");
+        const auto row = [](const char *name, const std::function<void(Subject &)> &update) {
+            QTest::newRow(name) << update;
+        };
+        row("all", [](Subject &subject) { subject.manager->tryToUpdateAudioSessionsInfos(); });
+        row("one", [](Subject &subject) {
+            subject.manager->tryToUpdateDeviceAudioSessionsInfo(subject.speakers);
+        });
+        row("levels", [](Subject &subject) {
+            subject.manager->tryToUpdateDeviceAudioSessionsVolumeOrMute(subject.speakers, TRUE, 1,
+                                                                        GUID_NULL);
+        });
+        row("reset", [](Subject &subject) { subject.manager->resetAllDeviceAudioSessionInfos(); });
+    }
+    void updatesHoldTheManagersLock()
+    {
+        QFETCH(std::function<void(Subject &)>, update);
+        Subject subject;
+        subject.start();
+        std::vector<std::future<void>> readers;
+        bool served = true;
+        simulated::onCall(enumeratorCall, [&] {
+            if (!readers.empty())
+                return;
+            // Another endpoint's list: only the manager's own lock can be in the way.
+            readers.push_back(std::async(std::launch::async, [&] {
+                static_cast<void>(subject.manager->getDeviceAudioSessionInfos(subject.headset));
+            }));
+            const auto bound = std::chrono::milliseconds(300);
+            served = readers.back().wait_for(bound) == std::future_status::ready;
+        });
+        update(subject);
+        QVERIFY(!served);
+        readers.front().get();
+        simulated::reset(); // the action must not outlive what it captured
     }
 
     void signalsComeFromTheWorker()

@@ -8,7 +8,9 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <future>
 #include <memory>
+#include <vector>
 
 namespace
 {
@@ -280,12 +282,9 @@ private slots:
         simulated::clearCalls();
         QElapsedTimer sinceFirst;
         sinceFirst.start();
-        for (int count = 0; count < 10; ++count) {
-            const auto number = subject.add(playerId);
-            simulated::notifySessionCreated(subject.speakers, number);
-            simulated::drain();
-            QCoreApplication::processEvents();
-        }
+        for (int count = 0; count < 10; ++count)
+            simulated::notifySessionCreated(subject.speakers, subject.add(playerId));
+        simulated::drain();
         QCOMPARE(simulated::countCalls("IAudioSessionManager2::GetSessionEnumerator"), 0);
         QCOMPARE(subject.signalLog.take(1), subject.updates(10));
         QVERIFY2(sinceFirst.elapsed() >= 500, qPrintable(QString::number(sinceFirst.elapsed())));
@@ -456,6 +455,27 @@ private slots:
         subject.device.reset();
         settle(*this);
         QCOMPARE(simulated::leakReport(), QString());
+    }
+
+    void readersWaitForARefresh()
+    {
+        Subject subject;
+        subject.add(playerId);
+        subject.start();
+        QList<bool> served;
+        std::vector<std::future<qsizetype>> readers;
+        simulated::onCall("IAudioSessionEnumerator::GetSession", [&] {
+            readers.push_back(std::async(std::launch::async, [&] {
+                return subject.device->getDeviceAudioSessionInfos().size();
+            }));
+            // A lock that is held stays held until the look is over.
+            const auto bound = std::chrono::milliseconds(300);
+            served.append(readers.back().wait_for(bound) == std::future_status::ready);
+        });
+        subject.device->refreshDeviceAudioSession(true);
+        QCOMPARE(served, QList<bool>({false}));
+        QCOMPARE(readers.front().get(), 1);
+        simulated::reset(); // the action must not outlive what it captured
     }
 
     void withoutASessionManager()

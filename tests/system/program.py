@@ -97,10 +97,17 @@ class Client:
         events, self.events = self.events, []
         return events
 
-    def barrier(self):
+    def barrier(self, seconds=15):
         """Returns when every command sent before has been handled."""
         self.send("heartbeat")
-        self.wait_for("heartbeat")
+        self.wait_for("heartbeat", seconds)
+
+    def drop_events(self):
+        """Reads what has come so far, and forgets it."""
+        while self.socket.messages:
+            self._receive(1)
+        self.loop.run_until_complete(asyncio.sleep(0))
+        self.events.clear()
 
     def outputs(self):
         """Output names to their device info objects."""

@@ -11,7 +11,7 @@ constexpr const char *mixHelp =
     "Mixes sound in streamer mode. The program keeps what it is told in any mode, and reports no\n"
     "result: success means that it has taken the command.\n";
 
-constexpr std::array<Verb, 19> table{{
+constexpr std::array<Verb, 20> table{{
     {"outputs",
      "",
      "list the outputs with their levels",
@@ -150,6 +150,17 @@ constexpr std::array<Verb, 19> table{{
      2,
      {},
      balance},
+    {"hid",
+     "open|close|write|read VID:PID [BYTES]",
+     "reach a USB HID device",
+     "VID, PID and BYTES are hexadecimal, as in \"hid write 1234:5678 01ff0a\". The program tells\n"
+     "nothing of an open, and answers the others only for a device that is open: success of an\n"
+     "open means that it has taken the command. To choose among a device's interfaces, use\n"
+     "\"send openHidDevice\" with \"usagePage\" and \"usage\".\n",
+     2,
+     3,
+     {},
+     hid},
     {"send",
      "EVENT [JSON]",
      "send any command and show what comes back",

@@ -20,7 +20,7 @@ namespace
 const QStringList allVerbs{"outputs", "inputs", "route", "apps",     "move",
                            "default", "volume", "mute",  "louder",   "softer",
                            "add",     "remove", "mode",  "personal", "streaming",
-                           "balance", "send",   "watch", "quit"};
+                           "balance", "hid",    "send",  "watch",    "quit"};
 
 /// A call of each verb that is well formed.
 const QList<QStringList> eachVerb{{"outputs"},
@@ -41,6 +41,7 @@ const QList<QStringList> eachVerb{{"outputs"},
                                   {"personal", "to", "Headset"},
                                   {"streaming", "add", "Gaming"},
                                   {"balance", "50", "150"},
+                                  {"hid", "open", "1234:5678"},
                                   {"send", "getOutputDeviceInfos"},
                                   {"watch", "--count", "1"},
                                   {"quit"}};

@@ -1,0 +1,159 @@
+#include "hidbed.h"
+
+// GLib names members like Qt's keywords.
+#undef signals
+#include <linux/hidraw.h>
+#include <sys/ioctl.h>
+#include <umockdev.h>
+#include <unistd.h>
+
+#include <map>
+#include <mutex>
+#include <vector>
+
+struct HidBed::State
+{
+    mutable std::mutex mutex;
+    std::vector<EmulatedHid> devices;
+    std::map<QByteArray, QList<QByteArray>> writes;
+    QByteArray inputReport;
+    UMockdevTestbed *bed = nullptr;
+    std::vector<UMockdevIoctlBase *> handlers;
+};
+
+namespace
+{
+constexpr unsigned hidrawMajor = 240;
+
+QByteArray nodeOf(std::size_t index)
+{
+    return "/dev/hidraw" + QByteArray::number(qulonglong(index));
+}
+
+QByteArray answerTo(const HidBed::State &state, const QByteArray &node, gulong request)
+{
+    const std::size_t index = std::size_t(node.back() - '0');
+    const int size = int(state.devices[index].descriptor.size());
+    if (request == HIDIOCGRDESCSIZE)
+        return {reinterpret_cast<const char *>(&size), sizeof size};
+    return {};
+}
+
+gboolean onIoctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data)
+{
+    const auto &state = *static_cast<HidBed::State *>(data);
+    const gulong request = umockdev_ioctl_client_get_request(client);
+    UMockdevIoctlData *argument = umockdev_ioctl_client_get_arg(client);
+    const std::lock_guard lock(state.mutex);
+    QByteArray answer = answerTo(state, umockdev_ioctl_client_get_devnode(client), request);
+    int result = 0;
+    if (_IOC_TYPE(request) == 'H' && _IOC_NR(request) == _IOC_NR(HIDIOCGINPUT(0))) {
+        answer = state.inputReport.left(qsizetype(_IOC_SIZE(request)));
+        result = int(answer.size());
+    }
+    if (answer.isEmpty())
+        return FALSE;
+    UMockdevIoctlData *buffer =
+        umockdev_ioctl_data_resolve(argument, 0, gsize(_IOC_SIZE(request)), nullptr);
+    umockdev_ioctl_data_update(buffer, 0, reinterpret_cast<guint8 *>(answer.data()),
+                               int(answer.size()));
+    g_object_unref(buffer);
+    umockdev_ioctl_client_complete(client, result, 0);
+    return TRUE;
+}
+
+gboolean onWrite(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data)
+{
+    auto &state = *static_cast<HidBed::State *>(data);
+    const UMockdevIoctlData *argument = umockdev_ioctl_client_get_arg(client);
+    const std::lock_guard lock(state.mutex);
+    state.writes[umockdev_ioctl_client_get_devnode(client)].append(
+        QByteArray(reinterpret_cast<const char *>(argument->data), argument->data_len));
+    umockdev_ioctl_client_complete(client, argument->data_len, 0);
+    return TRUE;
+}
+
+void addEntry(UMockdevTestbed *bed, const QByteArray &text)
+{
+    GError *error = nullptr;
+    if (!umockdev_testbed_add_from_string(bed, text.constData(), &error))
+        qFatal("no emulated device: %s", error->message);
+}
+} // namespace
+
+HidBed::HidBed() : state(std::make_unique<State>())
+{
+    state->bed = umockdev_testbed_new();
+}
+
+HidBed::~HidBed()
+{
+    for (std::size_t index = 0; index < state->devices.size(); ++index)
+        umockdev_testbed_detach_ioctl(state->bed, nodeOf(index).constData(), nullptr);
+    for (UMockdevIoctlBase *handler : state->handlers)
+        g_object_unref(handler);
+    g_object_unref(state->bed);
+}
+
+void HidBed::add(const EmulatedHid &device)
+{
+    const std::size_t index = state->devices.size();
+    {
+        const std::lock_guard lock(state->mutex);
+        state->devices.push_back(device);
+    }
+    const QByteArray number = QByteArray::number(qulonglong(index));
+    const QByteArray port = "1-" + QByteArray::number(qulonglong(index + 1));
+    const QByteArray usb = "/devices/pci0000:00/usb1/" + port;
+    const QByteArray interface = usb + '/' + port + ":1.0";
+    const QByteArray name = "0003:" + device.vendorId + ':' + device.productId + ".000" + number;
+    const QByteArray hid = interface + '/' + name;
+    addEntry(state->bed, "P: " + usb + "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: idVendor=" +
+                             device.vendorId + "\nA: idProduct=" + device.productId +
+                             "\nA: manufacturer=Maker\nA: product=Emulated\nA: serial=" +
+                             device.serialNumber + "\nA: bcdDevice=0100\n\n");
+    addEntry(state->bed, "P: " + interface +
+                             "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_interface\n"
+                             "A: bInterfaceNumber=00\n\n");
+    addEntry(state->bed, "P: " + hid + "\nE: SUBSYSTEM=hid\nE: HID_ID=0003:0000" + device.vendorId +
+                             ":0000" + device.productId +
+                             "\nE: HID_NAME=Maker Emulated\nE: HID_UNIQ=" + device.serialNumber +
+                             "\n\n");
+    addEntry(state->bed, "P: " + hid + "/hidraw/hidraw" + number + "\nN: hidraw" + number +
+                             "\nE: SUBSYSTEM=hidraw\nE: DEVNAME=/dev/hidraw" + number +
+                             "\nE: MAJOR=" + QByteArray::number(hidrawMajor) + "\nE: MINOR=" +
+                             number + "\nA: dev=" + QByteArray::number(hidrawMajor) + ':' + number +
+                             "\nL: device=../../../" + name + "\n\n");
+    QByteArray descriptor = device.descriptor;
+    umockdev_testbed_set_attribute_binary(
+        state->bed, ("/sys" + hid).constData(), "report_descriptor",
+        reinterpret_cast<guint8 *>(descriptor.data()), int(descriptor.size()));
+
+    UMockdevIoctlBase *handler = umockdev_ioctl_base_new();
+    g_signal_connect(handler, "handle-ioctl", G_CALLBACK(onIoctl), state.get());
+    g_signal_connect(handler, "handle-write", G_CALLBACK(onWrite), state.get());
+    GError *error = nullptr;
+    if (!umockdev_testbed_attach_ioctl(state->bed, nodeOf(index).constData(), handler, &error))
+        qFatal("no handler for an emulated device: %s", error->message);
+    state->handlers.push_back(handler);
+}
+
+void HidBed::sendReport(int index, const QByteArray &report)
+{
+    const int fd = umockdev_testbed_get_dev_fd(state->bed, nodeOf(std::size_t(index)).constData());
+    if (::write(fd, report.constData(), std::size_t(report.size())) != report.size())
+        qFatal("an emulated device cannot send");
+}
+
+QList<QByteArray> HidBed::writes(int index) const
+{
+    const std::lock_guard lock(state->mutex);
+    const auto found = state->writes.find(nodeOf(std::size_t(index)));
+    return found == state->writes.end() ? QList<QByteArray>() : found->second;
+}
+
+void HidBed::setInputReport(const QByteArray &report)
+{
+    const std::lock_guard lock(state->mutex);
+    state->inputReport = report;
+}

@@ -1,0 +1,39 @@
+// Emulated hidraw devices: the kernel's side of a USB HID device, as far as umockdev carries it.
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+struct EmulatedHid
+{
+    /// Four hexadecimal digits each.
+    QByteArray vendorId;
+    QByteArray productId;
+    QByteArray serialNumber;
+    QByteArray descriptor;
+};
+
+/// The test bed of this process and its children. Devices are /dev/hidraw0 and so on, in order.
+class HidBed
+{
+public:
+    HidBed();
+    ~HidBed();
+    HidBed(const HidBed &) = delete;
+    HidBed &operator=(const HidBed &) = delete;
+
+    void add(const EmulatedHid &device);
+    /// Lets the device send an input report.
+    void sendReport(int index, const QByteArray &report);
+    /// What has been written to the device, one entry a write.
+    [[nodiscard]] QList<QByteArray> writes(int index) const;
+    void setInputReport(const QByteArray &report);
+
+    struct State;
+
+private:
+    std::unique_ptr<State> state;
+};

@@ -66,6 +66,10 @@ private:
             .arg(event.muted ? "muted" : "open", event.id)
             .arg(event.context.Data1);
     }
+    static QString text(const pulse::SessionEvent &event)
+    {
+        return QStringLiteral("session %1 %2").arg(event.kind).arg(event.session);
+    }
 
     pulse::Dispatcher &dispatcher;
     std::vector<pulse::Dispatcher::Token> tokens;

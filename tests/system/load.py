@@ -132,11 +132,23 @@ class LoadTest(SoundCase):
         self.client.settle()
         self.set_mode("NormalMode")
         self.client.send("setGamingChatMixEnable", enable=False)
+        # A level that was ordered in streamer mode did not reach the channels, and what an endpoint
+        # has already is no change: each one goes to another level first.
+        for info in (*self.client.outputs().values(), *self.client.inputs().values()):
+            self.order("setDeviceVolume", info, deviceVolume=50)
+            self.order("setDeviceMute", info, deviceMute=True)
+        self.client.settle()
         for name, info in (*self.client.outputs().items(), *self.client.inputs().items()):
             self.give_full_level(name, info)
         self.client.settle()
-        for name in TONES:
+        # The session manager has moved the applications' streams with the defaults.
+        for tone in self.tones:
+            tone.stop()
+        self.tones.clear()
+        for name, hertz in TONES.items():
+            self.play(name, hertz)
             self.client.route(name, "Headset")
+        self.say(440)
         self.order("switchMicrophoneInputDevice", self.input("Real microphone"))
 
 

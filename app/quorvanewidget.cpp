@@ -107,13 +107,14 @@ QuorvaneWidget::PlayerPointer QuorvaneWidget::createMicrophonePlayer()
 
 void QuorvaneWidget::startServices()
 {
+    // A service for which there is no room leaves its slot null.
     qInfo() << "init AudioSessionManager : begin";
-    audioSessionManager.reset(new AudioSessionManager(true, nullptr));
-    connectSessionEvents();
+    audioSessionManager.reset(new (std::nothrow) AudioSessionManager(true, nullptr));
+    if (audioSessionManager)
+        connectSessionEvents();
     qInfo() << "init AudioSessionManager : end";
 
     qInfo() << "init WebSocketServer : begin";
-    // A service for which there is no room leaves its slot null.
     webSocketServer.reset(new (std::nothrow) WebSocketServer(nullptr));
     if (webSocketServer)
         connectCommands();

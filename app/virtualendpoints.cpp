@@ -143,13 +143,13 @@ VirtualEndpointCatalogue readVirtualEndpointCatalogue()
 
 QString endpointIdOfEntry(const VirtualEndpointCatalogue &catalogue, const QJsonObject &entry)
 {
-    const QString id = entry.value(endpointIdKey).toString();
+    QString id = entry.value(endpointIdKey).toString();
     if (!id.isEmpty())
         return id;
-    const QString secondId = entry.value(secondEndpointIdKey).toString();
+    QString secondId = entry.value(secondEndpointIdKey).toString();
     if (!secondId.isEmpty())
         return secondId;
-    const QString inside = idInsidePath(entry);
+    QString inside = idInsidePath(entry);
     return inside.isEmpty() ? catalogue.key(entry) : inside;
 }
 

@@ -4,6 +4,7 @@
 #include "platform/simulated/calls.h"
 #include "platform/simulated/endpoints.h"
 #include "platform/simulated/notifications.h"
+#include "sessions/audiosessionmanager.h"
 #include "tests/unit/app/controllerfixture.h"
 
 #include <QComboBox>
@@ -125,6 +126,35 @@ private slots:
         fixture.settle();
         fixture.quit();
         QVERIFY(fixture.log.lines().contains("Info: About to quit - end"));
+    }
+
+    void withoutASessionManagerNoSessionsAreListed()
+    {
+        ControllerFixture fixture;
+        refusedSize = sizeof(AudioSessionManager);
+        fixture.start();
+        QVERIFY(refusedSize == 0);
+        fixture.send("getAudioSessionInfos");
+        QCOMPARE(fixture.waitForEvent("didReceiveAudioSessionInfos"),
+                 QJsonObject({{"audioSessionInfos", QJsonObject()}}));
+        fixture.send("getDeviceAudioSessionInfos", {{"deviceID", fixture.headset}});
+        QCOMPARE(fixture.waitForEvent("didReceiveDeviceAudioSessionInfos"),
+                 QJsonObject(
+                     {{"deviceID", fixture.headset}, {"deviceAudioSessionInfos", QJsonArray()}}));
+        fixture.send("setAppDefaultAudioEndpoint", {{"appName", "player"}});
+
+        // The defaults are the monitor's then, and endpoints come and go as ever.
+        simulated::clearCalls();
+        fixture.send("setControlMode", {{"mode", "StreamerMode"}});
+        fixture.settle();
+        QVERIFY(simulated::countCalls("IMMDeviceEnumerator::GetDefaultAudioEndpoint") > 0);
+        simulated::notifyDeviceAdded(fixture.headset);
+        (void)fixture.waitForEvent("deviceAdded");
+        simulated::notifyDefaultChanged(eRender, eConsole, fixture.headset);
+        (void)fixture.waitForEvent("defaultDeviceChanged");
+        simulated::notifyDeviceRemoved(fixture.headset);
+        (void)fixture.waitForEvent("deviceRemoved");
+        QVERIFY(fixture.log.lines().contains("Info: onSetAppDefaultDevice() : end"));
     }
 
     void withoutALinkEverythingElseStands()

@@ -69,7 +69,7 @@ void QuorvaneWidget::printEndpointList(const QString &title, EndpointList list,
     const QJsonArray infos =
         systemSoundMonitor ? (systemSoundMonitor.data()->*list)() : QJsonArray();
     names.clear();
-    for (const QJsonValue &info : infos) {
+    for (const QJsonValue info : infos) {
         const QString id = info[QLatin1StringView("deviceID")].toString();
         const QString name = info[QLatin1StringView("deviceName")].toString();
         printfInfo(QStringLiteral("Device Name : %1").arg(name));

@@ -3,7 +3,7 @@ import unittest
 
 import audio
 from program import ON_DEMAND, eventually, full_name
-from soundcase import SoundCase
+from soundcase import SoundCase, is_about_sessions
 
 
 def default_sink():
@@ -12,8 +12,8 @@ def default_sink():
 
 class EventsTest(SoundCase):
     def events(self):
-        """All events since the last look, once nothing more is on its way."""
-        return self.client.settle()
+        """All events about endpoints since the last look, once nothing more is on its way."""
+        return [event for event in self.client.settle() if not is_about_sessions(event)]
 
     def test_a_sink_that_comes_and_goes(self):
         module = self.load_sink("extra", "Extra")

@@ -11,7 +11,7 @@ checks=("$@")
 
 # The tests whose subjects have threads of their own. Those that start child processes stay out:
 # waiting for a child does not end reliably under the thread sanitizer.
-threaded='tst_(renderloop|playeropening|microphone|speaker|systemsoundmonitor|audiodevice|audioendpoint|logger|framering|dispatcher|controller_life|controller_hid|hidreads|hidwrites|hiddevice|link_commands)'
+threaded='tst_(renderloop|playeropening|playerfaults|microphone|speaker|systemsoundmonitor|audiodevice|audioendpoint|logger|framering|dispatcher|controller_life|controller_hid|hidreads|hidwrites|hiddevice|audiosession|deviceaudiosession|sessionload|approuting|link_commands)'
 
 # Compilations are shared between clones, wherever they stand.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1

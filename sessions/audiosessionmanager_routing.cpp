@@ -125,8 +125,11 @@ void AudioSessionManager::refreshLater(QStringList endpointIDs)
 {
     endpointIDs.removeAll(QString());
     endpointIDs.removeDuplicates();
-    QTimer::singleShot(refreshDelay, this, [this, endpointIDs] {
-        for (const QString &endpointID : endpointIDs)
-            tryToUpdateDeviceAudioSessionsInfo(endpointID);
+    // Begun on the manager's own thread, the timer goes with that thread when it never fires.
+    QMetaObject::invokeMethod(this, [this, endpointIDs] {
+        QTimer::singleShot(refreshDelay, this, [this, endpointIDs] {
+            for (const QString &endpointID : endpointIDs)
+                tryToUpdateDeviceAudioSessionsInfo(endpointID);
+        });
     });
 }

@@ -1,7 +1,6 @@
 // Audio sessions: their events pass through to the client unchanged.
-#include "app/quorvanewidget.h"
-
 #include "app/handlertrace.h"
+#include "app/quorvanewidget.h"
 #include "link/websocketserver.h"
 #include "sessions/audiosessionmanager.h"
 

@@ -163,12 +163,14 @@ private slots:
         refusedSize = sizeof(WebSocketServer);
         fixture.widget = std::make_unique<QuorvaneWidget>();
         QVERIFY(refusedSize == 0);
+        // The microphone's player writes lines of its own in between.
+        const QStringList wanted = {"Info: try to start websocket server : begin",
+                                    "Critical: Can't create WebSocketServer!!!",
+                                    "Info: try to start websocket server : end",
+                                    "Info: End of init!!!"};
         QStringList lines = fixture.log.lines();
-        const auto begin = lines.indexOf("Info: try to start websocket server : begin");
-        QVERIFY(begin > 0);
-        QCOMPARE(lines.mid(begin + 1, 3), QStringList({"Critical: Can't create WebSocketServer!!!",
-                                                       "Info: try to start websocket server : end",
-                                                       "Info: End of init!!!"}));
+        lines.removeIf([&](const QString &line) { return !wanted.contains(line); });
+        QCOMPARE(lines, wanted);
 
         // Whatever happens is still taken up, though nobody is told.
         simulated::notifyDeviceAdded(fixture.headset);

@@ -26,7 +26,7 @@ class SoundCase(unittest.TestCase):
 
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="quorvane-")
-        self.program = Program(self.folder)
+        self.program = self.start_program(self.folder)
         self.client = Client()
         self.client.await_endpoints()
         self.tones = []
@@ -34,6 +34,9 @@ class SoundCase(unittest.TestCase):
         for name, info in (*self.client.outputs().items(), *self.client.inputs().items()):
             self.give_full_level(name, info)
         self.client.settle()
+
+    def start_program(self, folder):
+        return Program(folder)
 
     def give_full_level(self, name, info):
         endpoint = {"deviceName": name, "deviceID": info["deviceID"]}

@@ -2,19 +2,24 @@
 
 // GLib names members like Qt's keywords.
 #undef signals
+#include <fcntl.h>
 #include <linux/hidraw.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <umockdev.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <map>
 #include <mutex>
+#include <set>
 #include <vector>
 
 struct HidBed::State
 {
     mutable std::mutex mutex;
     std::vector<EmulatedHid> devices;
+    std::set<QByteArray> unplugged;
     std::map<QByteArray, QList<QByteArray>> writes;
     QByteArray inputReport;
     UMockdevTestbed *bed = nullptr;
@@ -24,16 +29,27 @@ struct HidBed::State
 namespace
 {
 constexpr unsigned hidrawMajor = 240;
+/// How long a queue has to stay empty to count as read.
+constexpr int drainMs = 200;
 
 QByteArray nodeOf(std::size_t index)
 {
     return "/dev/hidraw" + QByteArray::number(qulonglong(index));
 }
 
+std::size_t indexOf(const QByteArray &node)
+{
+    return std::size_t(node.back() - '0');
+}
+
+QByteArray portOf(std::size_t index)
+{
+    return "1-" + QByteArray::number(qulonglong(index + 1));
+}
+
 QByteArray answerTo(const HidBed::State &state, const QByteArray &node, gulong request)
 {
-    const std::size_t index = std::size_t(node.back() - '0');
-    const int size = int(state.devices[index].descriptor.size());
+    const int size = int(state.devices[indexOf(node)].descriptor.size());
     if (request == HIDIOCGRDESCSIZE)
         return {reinterpret_cast<const char *>(&size), sizeof size};
     return {};
@@ -45,7 +61,12 @@ gboolean onIoctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data
     const gulong request = umockdev_ioctl_client_get_request(client);
     UMockdevIoctlData *argument = umockdev_ioctl_client_get_arg(client);
     const std::lock_guard lock(state.mutex);
-    QByteArray answer = answerTo(state, umockdev_ioctl_client_get_devnode(client), request);
+    const QByteArray node = umockdev_ioctl_client_get_devnode(client);
+    if (state.unplugged.contains(node)) {
+        umockdev_ioctl_client_complete(client, -1, ENODEV);
+        return TRUE;
+    }
+    QByteArray answer = answerTo(state, node, request);
     int result = 0;
     if (_IOC_TYPE(request) == 'H' && _IOC_NR(request) == _IOC_NR(HIDIOCGINPUT(0))) {
         answer = state.inputReport.left(qsizetype(_IOC_SIZE(request)));
@@ -66,8 +87,15 @@ gboolean onWrite(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data
 {
     auto &state = *static_cast<HidBed::State *>(data);
     const UMockdevIoctlData *argument = umockdev_ioctl_client_get_arg(client);
+    const QByteArray node = umockdev_ioctl_client_get_devnode(client);
     const std::lock_guard lock(state.mutex);
-    state.writes[umockdev_ioctl_client_get_devnode(client)].append(
+    if (state.unplugged.contains(node)) {
+        umockdev_ioctl_client_complete(client, -1, ENODEV);
+        return TRUE;
+    }
+    if (state.devices[indexOf(node)].takesNoWrites)
+        return FALSE;
+    state.writes[node].append(
         QByteArray(reinterpret_cast<const char *>(argument->data), argument->data_len));
     umockdev_ioctl_client_complete(client, argument->data_len, 0);
     return TRUE;
@@ -103,9 +131,8 @@ void HidBed::add(const EmulatedHid &device)
         state->devices.push_back(device);
     }
     const QByteArray number = QByteArray::number(qulonglong(index));
-    const QByteArray port = "1-" + QByteArray::number(qulonglong(index + 1));
-    const QByteArray usb = "/devices/pci0000:00/usb1/" + port;
-    const QByteArray interface = usb + '/' + port + ":1.0";
+    const QByteArray usb = "/devices/pci0000:00/usb1/" + portOf(index);
+    const QByteArray interface = usb + '/' + portOf(index) + ":1.0";
     const QByteArray name = "0003:" + device.vendorId + ':' + device.productId + ".000" + number;
     const QByteArray hid = interface + '/' + name;
     addEntry(state->bed, "P: " + usb + "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: idVendor=" +
@@ -156,4 +183,30 @@ void HidBed::setInputReport(const QByteArray &report)
 {
     const std::lock_guard lock(state->mutex);
     state->inputReport = report;
+}
+
+void HidBed::drain(int index)
+{
+    const int fd = umockdev_testbed_get_dev_fd(state->bed, nodeOf(std::size_t(index)).constData());
+    pollfd queue{fd, POLLIN, 0};
+    char bytes[4096];
+    while (::poll(&queue, 1, drainMs) > 0 && ::read(fd, bytes, sizeof bytes) > 0) {
+    }
+}
+
+void HidBed::unplug(int index)
+{
+    const QByteArray node = nodeOf(std::size_t(index));
+    {
+        const std::lock_guard lock(state->mutex);
+        state->unplugged.insert(node);
+    }
+    // The other side of the device hangs up, and its descriptor stays taken for the bed to close.
+    const int fd = umockdev_testbed_get_dev_fd(state->bed, node.constData());
+    const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    if (::dup2(nothing, fd) != fd)
+        qFatal("an emulated device cannot be unplugged");
+    ::close(nothing);
+    umockdev_testbed_remove_device(
+        state->bed, ("/sys/devices/pci0000:00/usb1/" + portOf(std::size_t(index))).constData());
 }

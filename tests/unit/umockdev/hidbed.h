@@ -14,6 +14,8 @@ struct EmulatedHid
     QByteArray productId;
     QByteArray serialNumber;
     QByteArray descriptor;
+    /// What is written stays in the device's own queue until it is full; then writes wait.
+    bool takesNoWrites = false;
 };
 
 /// The test bed of this process and its children. Devices are /dev/hidraw0 and so on, in order.
@@ -31,6 +33,10 @@ public:
     /// What has been written to the device, one entry a write.
     [[nodiscard]] QList<QByteArray> writes(int index) const;
     void setInputReport(const QByteArray &report);
+    /// Reads what stands in the queue of a device that takes no writes, and lets writes go on.
+    void drain(int index);
+    /// Takes the device away: reads end with a hang-up, and writes fail.
+    void unplug(int index);
 
     struct State;
 

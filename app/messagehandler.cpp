@@ -105,10 +105,20 @@ void openLogOnce(Logger &logger)
     updateCache();
 }
 
+/// Local time as "yyyy-MM-dd hh:mm:ss". Threads log until the process is gone, and Qt's locales,
+/// which its own formatting asks, go before the log does.
+QString stampOf(const QDateTime &moment)
+{
+    const QDate date = moment.date();
+    const QTime time = moment.time();
+    return QString::asprintf("%04d-%02d-%02d %02d:%02d:%02d", date.year(), date.month(), date.day(),
+                             time.hour(), time.minute(), time.second());
+}
+
 QString formLine(QtMsgType type, const QString &message)
 {
-    const QString stamp = QDateTime::currentDateTime().toString("yyyy-MM-dd hh:mm:ss");
-    return "[" + stamp + "] " + levelWord(type) + " " + message + "\r\n";
+    return "[" + stampOf(QDateTime::currentDateTime()) + "] " + levelWord(type) + " " + message +
+           "\r\n";
 }
 
 } // namespace

@@ -29,6 +29,7 @@ class WASAPIMicrophoneCapturer;
 class WebSocketServer;
 class tavoriInputDevice;
 class tavoriOutputDevice;
+struct Channel;
 
 /// The controller, and the (hidden) diagnostic window. Everything happens on the main thread.
 /// The constructor brings all services up and starts to listen; nothing in it is fatal.
@@ -131,6 +132,8 @@ private:
     /// Makes the endpoint the default again, unless it is empty or `exceptId`.
     void restoreDefault(bool output, const QString &defaultId, const QString &exceptId);
     void onAddOutputDevice(const QString &outputDeviceName);
+    /// Shows and opens a channel that exists on demand; false if there is no room for it.
+    bool addChannel(const Channel &channel, const QString &defaultId);
     void onRemoveOutputDevice(const QString &outputDeviceName);
     void onSetControlMode(tavoriSoftwareMode mode);
     void takeControlMode(tavoriSoftwareMode mode);

@@ -10,6 +10,8 @@
 
 #include <QDebug>
 
+#include <new>
+
 namespace
 {
 struct OnDemandChannel
@@ -70,21 +72,29 @@ void QuorvaneWidget::onAddOutputDevice(const QString &outputDeviceName)
     // Showing an endpoint can make it the default: the one of before is put back.
     const QString defaultId = defaultRenderId();
     const Channel *channel = onDemandChannelOf(outputDeviceName);
-    if (channel) {
-        const QString id = findVirtualEndpointId(channel->shortName, false);
-        enableEndpoint(id);
-        OutputDevicePointer &device = *outputSlot(channel->type);
-        if (!device) {
-            device.reset(new tavoriOutputDevice(this));
-            connectLog(*device);
-        }
-        openDevice(id, channel->fullName(), false);
-        restoreDefault(true, defaultId, id);
-        if (webSocketServer)
-            webSocketServer->finishAddOutputDevice(outputDeviceName);
-    } else if (webSocketServer) {
+    const bool added = channel && addChannel(*channel, defaultId);
+    if (!webSocketServer)
+        return;
+    if (added)
+        webSocketServer->finishAddOutputDevice(outputDeviceName);
+    else
         webSocketServer->cannotAddOutputDevice(outputDeviceName);
+}
+
+bool QuorvaneWidget::addChannel(const Channel &channel, const QString &defaultId)
+{
+    const QString id = findVirtualEndpointId(channel.shortName, false);
+    enableEndpoint(id);
+    OutputDevicePointer &device = *outputSlot(channel.type);
+    if (!device) {
+        device.reset(new (std::nothrow) tavoriOutputDevice(this));
+        if (!device)
+            return false;
+        connectLog(*device);
     }
+    openDevice(id, channel.fullName(), false);
+    restoreDefault(true, defaultId, id);
+    return true;
 }
 
 void QuorvaneWidget::onRemoveOutputDevice(const QString &outputDeviceName)

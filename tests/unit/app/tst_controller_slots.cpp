@@ -2,9 +2,11 @@
 #include "endpoints/systemsoundmonitor.h"
 #include "link/websocketserver.h"
 #include "platform/simulated/calls.h"
+#include "platform/simulated/devicefiles.h"
 #include "platform/simulated/endpoints.h"
 #include "platform/simulated/notifications.h"
 #include "sessions/audiosessionmanager.h"
+#include "streams/tavorioutputdevice.h"
 #include "tests/unit/app/controllerfixture.h"
 
 #include <QComboBox>
@@ -155,6 +157,25 @@ private slots:
         simulated::notifyDeviceRemoved(fixture.headset);
         (void)fixture.waitForEvent("deviceRemoved");
         QVERIFY(fixture.log.lines().contains("Info: onSetAppDefaultDevice() : end"));
+    }
+
+    void withoutRoomAChannelIsNotAdded()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        const QString aux2 = ControllerFixture::renderId(tavoriAux2);
+        simulated::clearCalls();
+        refusedSize = sizeof(tavoriOutputDevice);
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Aux2"}});
+        QCOMPARE(fixture.waitForEvent("cannotAddOutputDevice"),
+                 QJsonObject({{"outputDeviceName", "Aux2"}}));
+        QVERIFY(refusedSize == 0);
+        QCOMPARE(simulated::openDeviceFiles(channelOfType(tavoriAux2)->fileSuffix), 0);
+        QCOMPARE(simulated::endpoint(aux2).state, DEVICE_STATE_ACTIVE);
+
+        // There is room again.
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Aux2"}});
+        (void)fixture.waitForEvent("finishAddOutputDevice");
     }
 
     void withoutALinkEverythingElseStands()

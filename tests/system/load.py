@@ -141,7 +141,9 @@ class LoadTest(SoundCase):
         for name, info in (*self.client.outputs().items(), *self.client.inputs().items()):
             self.give_full_level(name, info)
         self.client.settle()
-        # The session manager has moved the applications' streams with the defaults.
+        # An application that plays into the endpoint that is just made the default follows the
+        # default from then on: so the session manager, whatever endpoint the application asked for.
+        # The tones, that of the microphone among them, are elsewhere after a few such orders.
         for tone in self.tones:
             tone.stop()
         self.tones.clear()

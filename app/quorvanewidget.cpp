@@ -90,7 +90,7 @@ void QuorvaneWidget::createChannels()
     microphoneDevice.reset(new tavoriInputDevice);
     streamDevice.reset(new tavoriInputDevice);
 
-    microphoneCapturer = std::make_unique<WASAPIMicrophoneCapturer>();
+    microphoneCapturer = WASAPIMicrophoneCapturer::create();
     for (const MicrophoneOutput &output : microphoneOutputs)
         this->*output.player = createMicrophonePlayer();
     memoryCheck = new MemoryCheck(this);
@@ -99,7 +99,7 @@ void QuorvaneWidget::createChannels()
 
 QuorvaneWidget::PlayerPointer QuorvaneWidget::createMicrophonePlayer()
 {
-    auto player = PlayerPointer::create();
+    auto player = WASAPIAudioPlayer::create();
     player->setMaximumAudioDataDuration(microphoneQueueMs);
     player->setDeviceType(tavoriChatCapture);
     return player;
@@ -121,7 +121,8 @@ void QuorvaneWidget::startServices()
     qInfo() << "init WebSocketServer : end";
 
     qInfo() << "init SystemSoundMonitor : begin";
-    systemSoundMonitor.reset(new (std::nothrow) SystemSoundMonitor(true, nullptr));
+    systemSoundMonitor.reset(new (std::nothrow) SystemSoundMonitor(true, nullptr),
+                             &SystemSoundMonitor::end);
     if (systemSoundMonitor)
         connectEndpointEvents();
     qInfo() << "init SystemSoundMonitor : end";

@@ -259,7 +259,7 @@ private:
     QSharedPointer<WebSocketServer> webSocketServer;
     QMap<QString, QString> inputDeviceNames;
     QMap<QString, QString> outputDeviceNames;
-    std::unique_ptr<WASAPIMicrophoneCapturer> microphoneCapturer;
+    QSharedPointer<WASAPIMicrophoneCapturer> microphoneCapturer;
     PlayerPointer microphonePlayer;
     PlayerPointer personalMicrophonePlayer;
     PlayerPointer streamingMicrophonePlayer;

@@ -9,13 +9,22 @@
 #include <QMutexLocker>
 #include <QThread>
 
+#include <utility>
+
+namespace
+{
+
+constexpr int workerThreadWaitMs = 100;
+
+} // namespace
+
 SystemSoundMonitor::SystemSoundMonitor(bool useWorkerThread, QObject *parent)
     : QObject(parent), notificationClient(new AudioDeviceEventNotificationClient(this))
 {
     if (useWorkerThread) {
-        workerThread = new QThread;
+        workerThread = std::make_unique<QThread>();
         workerThread->setObjectName("SystemSoundMonitor");
-        moveToThread(workerThread);
+        moveToThread(workerThread.get());
         workerThread->start(QThread::InheritPriority);
     }
     connectNotificationClient();
@@ -58,9 +67,21 @@ void SystemSoundMonitor::connectNotificationClient()
             &SystemSoundMonitor::sigPropertyValueChanged);
 }
 
-SystemSoundMonitor::~SystemSoundMonitor()
+void SystemSoundMonitor::end(SystemSoundMonitor *monitor)
 {
-    // The worker may still be at work: from here on it finds neither entries nor enumerator.
+    if (!monitor)
+        return;
+    monitor->leavePlatform();
+    disconnect(monitor, nullptr, nullptr, nullptr);
+    if (auto thread = std::move(monitor->workerThread))
+        endOnItsThread(monitor, std::move(thread), workerThreadWaitMs);
+    else
+        delete monitor;
+}
+
+/// The worker may still be at work: from here on it finds neither entries nor enumerator.
+void SystemSoundMonitor::leavePlatform()
+{
     ComPtr<IMMDeviceEnumerator> last;
     {
         const QMutexLocker locker(&mutex);
@@ -71,10 +92,9 @@ SystemSoundMonitor::~SystemSoundMonitor()
         last->UnregisterEndpointNotificationCallback(notificationClient);
     last.reset();
     CoUninitialize();
-    if (workerThread) {
-        workerThread->quit();
-        workerThread->wait(100);
-        retire(workerThread);
-    }
+}
+
+SystemSoundMonitor::~SystemSoundMonitor()
+{
     notificationClient->releaseByParent();
 }

@@ -11,6 +11,8 @@
 #include <QObject>
 #include <QString>
 
+#include <memory>
+
 class AudioDeviceEventNotificationClient;
 class QThread;
 struct EndpointMonitorEntry;
@@ -19,7 +21,7 @@ struct EndpointMonitorEntry;
 /// notifications into signals.
 ///
 /// Lives on a worker thread of its own; the owner calls the public operations directly on its
-/// own thread and also ends the object there. An endpoint is identified by its endpoint ID,
+/// own thread and ends the object there with `end`. An endpoint is identified by its endpoint ID,
 /// compared exactly. Volumes are whole percentages, 0 to 100. Failures are told by results only.
 ///
 /// `useContext` decides how a change comes back: true as sigDeviceStateChanged, false as
@@ -31,8 +33,10 @@ class SystemSoundMonitor : public QObject
 public:
     /// `useWorkerThread` asks for a worker thread of its own; then `parent` must be null.
     explicit SystemSoundMonitor(bool useWorkerThread, QObject *parent = nullptr);
-    /// Waits at most 100 ms for the worker thread.
-    ~SystemSoundMonitor() override;
+    /// Ends the monitor, on the owner's thread; null is legal. Waits at most 100 ms for the
+    /// worker thread. A worker that is held up in the platform for longer deletes the monitor
+    /// later; nobody gets a signal from it any more.
+    static void end(SystemSoundMonitor *monitor);
 
     /// Device info objects ("deviceName", "deviceID", "deviceMute", "deviceVolume") of the
     /// monitored capture endpoints that have a name, in list order.
@@ -106,7 +110,10 @@ private slots:
     void onPropertyValueChanged(const QString &deviceID);
 
 private:
+    ~SystemSoundMonitor() override;
+
     void connectNotificationClient();
+    void leavePlatform();
 
     /// For the worker thread: keeps the enumerator alive while the owner ends this object.
     [[nodiscard]] ComPtr<IMMDeviceEnumerator> heldEnumerator();
@@ -138,7 +145,7 @@ private:
     /// Stores what the default is now, looked up if `id` is empty; true if it is another one.
     bool rememberDefault(QString &remembered, const QString &id, EDataFlow flow);
 
-    QThread *workerThread = nullptr;
+    std::unique_ptr<QThread> workerThread; ///< null without one
     GUID eventContext{};
     ComPtr<IMMDeviceEnumerator> enumerator; ///< changed by the owner's thread, under the mutex
     AudioDeviceEventNotificationClient *notificationClient = nullptr;

@@ -16,7 +16,7 @@ void PlayerSlot::play(const QByteArray &block, int sampleRate, int channels)
 {
     if (!mutex.tryLock())
         return;
-    // Posting under the lock keeps a borrowed player alive until its owner's `set` gets through.
+    // Posting under the lock keeps the player alive until its owner's `set` gets through.
     if (WASAPIAudioPlayer *target = attached.get()) {
         QMetaObject::invokeMethod(
             target,
@@ -24,11 +24,4 @@ void PlayerSlot::play(const QByteArray &block, int sampleRate, int channels)
             Qt::QueuedConnection);
     }
     mutex.unlock();
-}
-
-QSharedPointer<WASAPIAudioPlayer> borrowed(WASAPIAudioPlayer *player)
-{
-    if (!player)
-        return {};
-    return {player, [](WASAPIAudioPlayer *) {}};
 }

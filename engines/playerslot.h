@@ -25,7 +25,3 @@ private:
     QMutex mutex; ///< between `set` and the feeder only
     QSharedPointer<WASAPIAudioPlayer> attached;
 };
-
-/// A pointer for `PlayerSlot` that leaves the player to its owner, who must detach it before the
-/// player's end. Null gives null.
-[[nodiscard]] QSharedPointer<WASAPIAudioPlayer> borrowed(WASAPIAudioPlayer *player);

@@ -7,6 +7,8 @@
 #include <QDebug>
 #include <QThread>
 
+#include <utility>
+
 namespace
 {
 
@@ -14,6 +16,11 @@ constexpr int playThreadWaitMs = 500;
 constexpr int workerThreadWaitMs = 100;
 
 } // namespace
+
+QSharedPointer<WASAPIAudioPlayer> WASAPIAudioPlayer::create()
+{
+    return {new WASAPIAudioPlayer, &WASAPIAudioPlayer::end};
+}
 
 WASAPIAudioPlayer::WASAPIAudioPlayer()
     : workerThread(std::make_unique<QThread>()), volume(std::make_shared<std::atomic<float>>(1.0f))
@@ -23,15 +30,17 @@ WASAPIAudioPlayer::WASAPIAudioPlayer()
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
 }
 
-WASAPIAudioPlayer::~WASAPIAudioPlayer()
+WASAPIAudioPlayer::~WASAPIAudioPlayer() = default;
+
+void WASAPIAudioPlayer::end(WASAPIAudioPlayer *player)
 {
-    qInfo() << "WASAPIAudioPlayer::~WASAPIAudioPlayer" << deviceType << deviceName() << ": begin";
-    closeDevice();
+    const int type = player->deviceType;
+    qInfo() << "WASAPIAudioPlayer::~WASAPIAudioPlayer" << type << player->deviceName() << ": begin";
+    player->closeDevice();
     CoUninitialize();
-    workerThread->quit();
-    if (!workerThread->wait(workerThreadWaitMs))
-        retire(workerThread.release());
-    qInfo() << "WASAPIAudioPlayer::~WASAPIAudioPlayer" << deviceType << deviceName() << ": end";
+    const QString closedName = player->deviceName();
+    endOnItsThread(player, std::move(player->workerThread), workerThreadWaitMs);
+    qInfo() << "WASAPIAudioPlayer::~WASAPIAudioPlayer" << type << closedName << ": end";
 }
 
 void WASAPIAudioPlayer::setMaximumAudioDataDuration(int ms)

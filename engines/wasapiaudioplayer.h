@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QMutex>
 #include <QObject>
+#include <QSharedPointer>
 #include <QString>
 
 #include <atomic>
@@ -17,8 +18,8 @@ class RenderStream;
 /// The only way by which sound leaves the program. Shared mode, driven by the endpoint's event,
 /// with a bounded queue that drops its oldest bytes first.
 ///
-/// The owner opens, closes and sets from its own thread; `play` is normally a queued call and
-/// runs on the player's worker thread. No failure is reported but by the log: a player that
+/// The owner opens, closes, sets and ends it on its own thread; `play` is normally a queued call
+/// and runs on the player's worker thread. No failure is reported but by the log: a player that
 /// could not be opened, or whose endpoint went away, drops all blocks until the next good open.
 /// Volume and queue limit survive a close.
 class WASAPIAudioPlayer : public QObject
@@ -26,8 +27,9 @@ class WASAPIAudioPlayer : public QObject
     Q_OBJECT
 
 public:
-    WASAPIAudioPlayer();
-    ~WASAPIAudioPlayer() override;
+    /// A closed player. Its end closes it and waits at most 100 ms for the worker thread; a
+    /// worker that is held up for longer deletes the player later.
+    [[nodiscard]] static QSharedPointer<WASAPIAudioPlayer> create();
 
     /// Limit of the queue in ms, 0 for none; it counts from the next open on.
     void setMaximumAudioDataDuration(int ms);
@@ -58,6 +60,10 @@ public slots:
     void clearPlayBuffer();
 
 private:
+    WASAPIAudioPlayer();
+    ~WASAPIAudioPlayer() override;
+    static void end(WASAPIAudioPlayer *player);
+
     std::unique_ptr<QThread> workerThread; ///< the object lives on it
     mutable QMutex deviceMutex;            ///< guards open and close and the two strings
     QString currentDeviceID;

@@ -18,6 +18,11 @@ constexpr int workerThreadWaitMs = 100;
 
 } // namespace
 
+QSharedPointer<WASAPIMicrophoneCapturer> WASAPIMicrophoneCapturer::create()
+{
+    return {new WASAPIMicrophoneCapturer, &WASAPIMicrophoneCapturer::end};
+}
+
 WASAPIMicrophoneCapturer::WASAPIMicrophoneCapturer()
     : workerThread(std::make_unique<QThread>()),
       maximumPacketCount(std::make_shared<std::atomic<int>>(0)),
@@ -30,17 +35,18 @@ WASAPIMicrophoneCapturer::WASAPIMicrophoneCapturer()
     connect(retryTimer.get(), &QTimer::timeout, this, &WASAPIMicrophoneCapturer::startCapture);
 }
 
-WASAPIMicrophoneCapturer::~WASAPIMicrophoneCapturer()
+WASAPIMicrophoneCapturer::~WASAPIMicrophoneCapturer() = default;
+
+void WASAPIMicrophoneCapturer::end(WASAPIMicrophoneCapturer *capturer)
 {
     qInfo() << "WASAPIMicrophoneCapturer::~WASAPIMicrophoneCapturer"
             << ": begin";
     {
-        const QMutexLocker locker(&captureMutex);
-        retryTimer.reset();
+        const QMutexLocker locker(&capturer->captureMutex);
+        capturer->retryTimer.reset();
     }
-    stopCapture();
-    workerThread->quit();
-    waitAndEnd(std::move(workerThread), workerThreadWaitMs);
+    capturer->stopCapture();
+    endOnItsThread(capturer, std::move(capturer->workerThread), workerThreadWaitMs);
     qInfo() << "WASAPIMicrophoneCapturer::~WASAPIMicrophoneCapturer"
             << ": end";
 }
@@ -79,7 +85,7 @@ void WASAPIMicrophoneCapturer::startCapture()
 {
     const QMutexLocker locker(&captureMutex);
     if (!retryTimer)
-        return; // a late time-out that met the destructor
+        return; // a late time-out that met the end
     if (std::exchange(isRetryArmed, false))
         QMetaObject::invokeMethod(retryTimer.get(), &QTimer::stop, Qt::QueuedConnection);
 

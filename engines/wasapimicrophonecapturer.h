@@ -20,16 +20,18 @@ class QTimer;
 /// There is one in the program; it runs for the microphone. The controller opens the players and
 /// attaches them here; outputs, gains and flags survive a stop.
 ///
-/// Setters and `restartCapture` are called from the controller's thread, `onGetInputData` runs on
-/// the worker thread that the object lives on. No failure is reported but by the log: a capture
-/// that ended by an error stays so until `stopCapture` or `restartCapture`.
+/// Setters and `restartCapture` are called from the controller's thread, which also ends the
+/// object; `onGetInputData` runs on the worker thread that the object lives on. No failure is
+/// reported but by the log: a capture that ended by an error stays so until `stopCapture` or
+/// `restartCapture`.
 class WASAPIMicrophoneCapturer : public QObject
 {
     Q_OBJECT
 
 public:
-    WASAPIMicrophoneCapturer();
-    ~WASAPIMicrophoneCapturer() override;
+    /// An idle capturer. Its end stops it and waits at most 100 ms for the worker thread; a worker
+    /// that is held up for longer deletes the capturer later.
+    [[nodiscard]] static QSharedPointer<WASAPIMicrophoneCapturer> create();
 
     /// Stops, takes up the endpoint and starts. Always 0.
     int restartCapture(QString deviceID, QString deviceName, int channels);
@@ -84,6 +86,10 @@ public slots:
     void onGetInputData(QByteArray audioData, int sampleRate, int channels);
 
 private:
+    WASAPIMicrophoneCapturer();
+    ~WASAPIMicrophoneCapturer() override;
+    static void end(WASAPIMicrophoneCapturer *capturer);
+
     void stopLocked();
     [[nodiscard]] bool isOnStreamSpeaker() const;
     void applyStreamingGain();
@@ -97,7 +103,7 @@ private:
     std::shared_ptr<std::atomic<int>> maximumPacketCount;
     std::shared_ptr<CaptureStream> capture; ///< from start to stop, whatever became of its thread
     std::unique_ptr<QThread> captureThread;
-    std::unique_ptr<QTimer> retryTimer; ///< null once the destructor has begun
+    std::unique_ptr<QTimer> retryTimer; ///< null once the end has begun
     bool isRetryArmed = false;
 
     std::atomic<bool> controlModeChanging{false};

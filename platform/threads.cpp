@@ -23,3 +23,12 @@ bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds)
     retire(thread.release());
     return false;
 }
+
+void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread, int milliseconds)
+{
+    // Also for a thread whose loop has ended or never begins: its last step deletes what was
+    // told to go.
+    object->deleteLater();
+    thread->quit();
+    waitAndEnd(std::move(thread), milliseconds);
+}

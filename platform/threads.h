@@ -3,6 +3,7 @@
 
 #include <memory>
 
+class QObject;
 class QThread;
 
 /// Ends a thread that was asked to stop and waited for with a bound: deletes it when it has
@@ -13,6 +14,11 @@ void retire(QThread *thread);
 /// Waits for a thread that was asked to stop and deletes it; false if it still runs after that
 /// many milliseconds and was retired. Null counts as ended.
 bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds);
+
+/// Ends an object that lives on a thread of its own, together with that thread. The thread
+/// deletes the object itself, once it has left the call that it may be in, so that nothing goes
+/// from under it; the caller waits for that no longer than so many milliseconds.
+void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread, int milliseconds);
 
 /// Asks for real-time scheduling for the calling thread, since Qt's priorities mean nothing
 /// under the ordinary scheduler. Falls back silently to what the rights allow.

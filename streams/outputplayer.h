@@ -9,7 +9,7 @@
 [[nodiscard]] inline QSharedPointer<WASAPIAudioPlayer> createOutputPlayer()
 {
     constexpr int longestQueueMs = 60;
-    auto player = QSharedPointer<WASAPIAudioPlayer>::create();
+    auto player = WASAPIAudioPlayer::create();
     player->setMaximumAudioDataDuration(longestQueueMs);
     return player;
 }

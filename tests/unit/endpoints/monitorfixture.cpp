@@ -67,7 +67,7 @@ MonitorFixture::MonitorFixture()
 
 SystemSoundMonitor &MonitorFixture::start(bool useWorkerThread)
 {
-    monitor = std::make_unique<SystemSoundMonitor>(useWorkerThread);
+    monitor.reset(new SystemSoundMonitor(useWorkerThread), &SystemSoundMonitor::end);
     received = std::make_unique<SignalRecord>(*monitor);
     return *monitor;
 }

@@ -58,7 +58,7 @@ public:
     QString headset;    ///< the other output: 100 percent, muted
     QString microphone; ///< the default input: 25 percent, audible
     LogCapture log;
-    std::unique_ptr<SystemSoundMonitor> monitor;
+    std::shared_ptr<SystemSoundMonitor> monitor;
     std::unique_ptr<SignalRecord> received;
 };
 

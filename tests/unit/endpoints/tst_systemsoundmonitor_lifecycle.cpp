@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QPointer>
+#include <QSemaphore>
 #include <QThread>
 
 namespace
@@ -48,6 +49,7 @@ private slots:
     void livesWithoutNotifications();
     void livesWithoutAContextOfItsOwn();
     void ownContextsDiffer();
+    void aWorkerHeldUpInThePlatformKeepsTheMonitor();
 
 private:
     std::unique_ptr<MonitorFixture> system;
@@ -211,13 +213,41 @@ void TestSystemSoundMonitorLifecycle::livesWithoutAContextOfItsOwn()
 void TestSystemSoundMonitorLifecycle::ownContextsDiffer()
 {
     SystemSoundMonitor &monitor = system->startQuietly();
-    SystemSoundMonitor other(true);
-    QVERIFY(other.setDeviceVolume(system->speakers, 10, true));
+    const std::shared_ptr<SystemSoundMonitor> other(new SystemSoundMonitor(true),
+                                                    &SystemSoundMonitor::end);
+    QVERIFY(other->setDeviceVolume(system->speakers, 10, true));
     QCOMPARE(system->received->take(),
              QStringList("sigDeviceControlChanged(" + system->speakers + ", audible, 10%)"));
     QVERIFY(monitor.setDeviceVolume(system->speakers, 20, true));
     QCOMPARE(system->received->take(),
              QStringList("sigDeviceStateChanged(" + system->speakers + ", audible, 20%)"));
+}
+
+void TestSystemSoundMonitorLifecycle::aWorkerHeldUpInThePlatformKeepsTheMonitor()
+{
+    const QPointer<SystemSoundMonitor> monitor = &system->startQuietly();
+    const auto entered = std::make_shared<QSemaphore>();
+    const auto leave = std::make_shared<QSemaphore>();
+    simulated::onCall("IMMDeviceEnumerator::GetDefaultAudioEndpoint", [entered, leave] {
+        entered->release();
+        leave->acquire();
+    });
+    // Only with an empty ID does the worker ask the platform, and it asks without the lock.
+    simulated::notifyDefaultChanged(eRender, eConsole, {});
+    QVERIFY(entered->tryAcquire(1, 30000));
+    bool isTold = false;
+    connect(monitor, &SystemSoundMonitor::sigDefaultRenderDeviceChanged, monitor,
+            [&] { isTold = true; });
+
+    // The end comes back all the same, and leaves the monitor to its worker.
+    system->stop();
+    QCOMPARE(simulated::notificationSinks(), 0);
+    QCOMPARE(simulated::countCalls("CoUninitialize"), 1);
+    QVERIFY(monitor);
+    simulated::setDefault(eRender, system->headset);
+    leave->release(1000);
+    QTRY_VERIFY_WITH_TIMEOUT(!monitor, 30000);
+    QVERIFY(!isTold);
 }
 
 QTEST_GUILESS_MAIN(TestSystemSoundMonitorLifecycle)

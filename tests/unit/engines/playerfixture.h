@@ -19,7 +19,7 @@ constexpr int longestQueueMs = 60;
 
 inline QSharedPointer<WASAPIAudioPlayer> makePlayer(int duration = longestQueueMs)
 {
-    auto player = QSharedPointer<WASAPIAudioPlayer>::create();
+    auto player = WASAPIAudioPlayer::create();
     player->setMaximumAudioDataDuration(duration);
     player->setDeviceType(6);
     return player;

@@ -148,14 +148,14 @@ private:
     [[nodiscard]] simulated::CaptureStream start();
 
     QString microphone;
-    std::unique_ptr<WASAPIMicrophoneCapturer> capturer;
+    QSharedPointer<WASAPIMicrophoneCapturer> capturer;
 };
 
 void TestMicrophoneCapture::init()
 {
     simulated::reset();
     microphone = simulated::addEndpoint({.name = "Microphone", .flow = eCapture});
-    capturer = std::make_unique<WASAPIMicrophoneCapturer>();
+    capturer = WASAPIMicrophoneCapturer::create();
 }
 
 void TestMicrophoneCapture::cleanup()

@@ -59,10 +59,10 @@ private slots:
     void volumeIsClamped_data();
     void volumeIsClamped();
     void settingsSurviveClose();
-    void destroyedWhileOpen_data();
     void destroyedWhileOpen();
     void destroyedWithQueuedBlocks();
     void stuckThreadEndsLater();
+    void heldUpWorkerKeepsThePlayer();
     void manyOpensLeaveNothing();
 
 private:
@@ -381,10 +381,10 @@ void TestPlayerOpening::volumeIsClamped()
 {
     QFETCH(float, given);
     QFETCH(float, stored);
-    WASAPIAudioPlayer player;
-    QCOMPARE(player.getVolume(), 1.0f);
-    player.setVolume(given);
-    QCOMPARE(player.getVolume(), stored);
+    const auto player = WASAPIAudioPlayer::create();
+    QCOMPARE(player->getVolume(), 1.0f);
+    player->setVolume(given);
+    QCOMPARE(player->getVolume(), stored);
 }
 
 void TestPlayerOpening::settingsSurviveClose()
@@ -401,26 +401,13 @@ void TestPlayerOpening::settingsSurviveClose()
     }
 }
 
-void TestPlayerOpening::destroyedWhileOpen_data()
-{
-    QTest::addColumn<bool>("shared");
-    QTest::newRow("owned by a shared pointer") << true;
-    QTest::newRow("deleted through a guarded one") << false;
-}
-
 void TestPlayerOpening::destroyedWhileOpen()
 {
-    QFETCH(bool, shared);
-    if (shared) {
-        auto player = makePlayer();
-        QVERIFY(openPlaying(*player, endpoint));
-        player.reset();
-    } else {
-        QPointer<WASAPIAudioPlayer> player = new WASAPIAudioPlayer;
-        QVERIFY(openPlaying(*player, endpoint));
-        delete player;
-        QVERIFY(player.isNull());
-    }
+    auto player = makePlayer();
+    QVERIFY(openPlaying(*player, endpoint));
+    const QPointer<WASAPIAudioPlayer> guarded(player.get());
+    player.reset();
+    QVERIFY(guarded.isNull());
     QVERIFY(simulated::renderStreams(endpoint).isEmpty());
     QCOMPARE(ownCalls().count("CoUninitialize"), 1);
     QCOMPARE(ownCalls().constLast(), "CoUninitialize");
@@ -471,6 +458,29 @@ void TestPlayerOpening::stuckThreadEndsLater()
     leave.release();
     QVERIFY(QTest::qWaitFor([] { return simulated::liveObjects() == 0; }));
     QVERIFY(!first.isOpen());
+}
+
+void TestPlayerOpening::heldUpWorkerKeepsThePlayer()
+{
+    auto player = makePlayer();
+    QVERIFY(openPlaying(*player, endpoint));
+    const QPointer<WASAPIAudioPlayer> guarded(player.get());
+    QSemaphore entered;
+    QSemaphore leave;
+    QMetaObject::invokeMethod(
+        player.get(),
+        [&, target = player.get()] {
+            entered.release();
+            leave.acquire();
+            target->play(pattern(1920), 48000, 2);
+        },
+        Qt::QueuedConnection);
+    QVERIFY(entered.tryAcquire(1, 30000));
+    player.reset();
+    QVERIFY(simulated::renderStreams(endpoint).isEmpty());
+    QVERIFY(guarded);
+    leave.release();
+    QTRY_VERIFY_WITH_TIMEOUT(!guarded, 30000);
 }
 
 void TestPlayerOpening::manyOpensLeaveNothing()

@@ -316,7 +316,7 @@ void TestSpeakerThread::playersOfTheThreadLiveUntilItsEnd()
     QWeakPointer<WASAPIAudioPlayer> watched;
     tavoriGetSpeakerDataThread thread;
     {
-        auto player = QSharedPointer<WASAPIAudioPlayer>::create();
+        auto player = WASAPIAudioPlayer::create();
         watched = player;
         thread.setAudioOutput(player);
         thread.setAudioOutput({});

@@ -1,5 +1,7 @@
 #include "app/logger.h"
 
+#include "platform/signalstack.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMutexLocker>
@@ -25,6 +27,7 @@ public:
 protected:
     void run() override
     {
+        SignalStack::provide();
         loopEntered.acquire();
         exec();
     }

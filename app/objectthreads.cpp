@@ -1,5 +1,6 @@
 #include "app/objectthreads.h"
 
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 
 #include <QCoreApplication>
@@ -30,6 +31,7 @@ void ObjectThreads::give(QObject *object)
     thread->moveToThread(QCoreApplication::instance()->thread());
     QObject::connect(object, &QObject::destroyed, thread.get(), &QThread::quit,
                      Qt::DirectConnection);
+    SignalStack::provideTo(*thread);
     thread->start();
     object->moveToThread(thread.get());
     threads.push_back(std::move(thread));

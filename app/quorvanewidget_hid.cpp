@@ -2,6 +2,7 @@
 #include "VXLibrary/src/vxgeneraldevice.h"
 #include "app/quorvanewidget.h"
 #include "link/websocketserver.h"
+#include "platform/signalstack.h"
 
 #include <QDebug>
 #include <QJsonArray>
@@ -9,6 +10,7 @@
 #include <QtConcurrent>
 
 #include <algorithm>
+#include <functional>
 
 namespace
 {
@@ -60,7 +62,11 @@ void QuorvaneWidget::connectHidCommands()
     // The futures are dropped: what comes of a command is told by the device's signals.
     const auto runOnPool = [this](auto body) {
         return [this, body](const auto &...arguments) {
-            (void)QtConcurrent::run(QThreadPool::globalInstance(), body, this, arguments...);
+            const auto guarded = [body](QuorvaneWidget *self, const auto &...values) {
+                SignalStack::provide();
+                std::invoke(body, self, values...);
+            };
+            (void)QtConcurrent::run(QThreadPool::globalInstance(), guarded, this, arguments...);
         };
     };
     WebSocketServer *link = webSocketServer.data();

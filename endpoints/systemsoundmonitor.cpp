@@ -3,6 +3,7 @@
 
 #include "endpoints/audiodeviceeventnotificationclient.h"
 #include "endpoints/endpointmonitorentry.h"
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 
 #include <QDebug>
@@ -25,6 +26,7 @@ SystemSoundMonitor::SystemSoundMonitor(bool useWorkerThread, QObject *parent)
         workerThread = std::make_unique<QThread>();
         workerThread->setObjectName("SystemSoundMonitor");
         moveToThread(workerThread.get());
+        SignalStack::provideTo(*workerThread);
         workerThread->start(QThread::InheritPriority);
     }
     connectNotificationClient();

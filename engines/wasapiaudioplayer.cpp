@@ -2,6 +2,7 @@
 
 #include "engines/renderstream.h"
 #include "platform/coreaudio.h"
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 
 #include <QDebug>
@@ -26,6 +27,7 @@ WASAPIAudioPlayer::WASAPIAudioPlayer()
     : workerThread(std::make_unique<QThread>()), volume(std::make_shared<std::atomic<float>>(1.0f))
 {
     moveToThread(workerThread.get());
+    SignalStack::provideTo(*workerThread);
     workerThread->start(QThread::InheritPriority);
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
 }
@@ -93,6 +95,7 @@ void WASAPIAudioPlayer::openDevice(QString deviceID, QString deviceName)
     // The thread drops its share of the stream at its end, not with the QThread.
     playThread.reset(
         QThread::create([opening]() mutable { std::exchange(opening, nullptr)->run(); }));
+    SignalStack::provideTo(*playThread);
     playThread->start(QThread::TimeCriticalPriority);
     qInfo() << "WASAPIAudioPlayer::openDevice" << deviceType << deviceName
             << "- With parameters: end";

@@ -1,6 +1,7 @@
 #include "engines/wasapimicrophonecapturer.h"
 
 #include "engines/capturestream.h"
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 
 #include <QDebug>
@@ -29,6 +30,7 @@ WASAPIMicrophoneCapturer::WASAPIMicrophoneCapturer()
       retryTimer(std::make_unique<QTimer>())
 {
     moveToThread(workerThread.get());
+    SignalStack::provideTo(*workerThread);
     workerThread->start(QThread::InheritPriority);
     retryTimer->setInterval(retryIntervalMs);
     retryTimer->setTimerType(Qt::PreciseTimer);
@@ -102,6 +104,7 @@ void WASAPIMicrophoneCapturer::startCapture()
         // The thread drops its share of the stream at its end, not with the QThread.
         captureThread.reset(
             QThread::create([own = capture]() mutable { std::exchange(own, nullptr)->run(); }));
+        SignalStack::provideTo(*captureThread);
         captureThread->start(QThread::TimeCriticalPriority);
     }
     qInfo() << "WASAPIMicrophoneCapturer::startCapture" << currentDeviceName << ": end";

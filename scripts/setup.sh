@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the project needs on Debian 12, and costs nothing when it is all there.
+# Installs what the project needs on Debian 12, Breakpad among it, and costs nothing when it is all
+# there.
 #
 #   scripts/setup.sh [build] [run] [test]
 #
@@ -11,6 +12,7 @@ build_packages=(
     qt6-base-dev qt6-base-dev-tools qt6-websockets-dev
     libswresample-dev libavutil-dev libpipewire-0.3-dev libpulse-dev
     libhidapi-dev libudev-dev
+    ca-certificates curl openssl # for Breakpad, as is zlib1g-dev below
 )
 run_packages=(
     pipewire pipewire-bin pipewire-pulse wireplumber libspa-0.2-modules
@@ -19,18 +21,27 @@ run_packages=(
 test_packages=(
     clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev g++-mingw-w64-x86-64-posix
     python3-websockets sox xvfb iproute2 procps libbenchmark-dev
-    libumockdev-dev umockdev binutils
+    libumockdev-dev umockdev binutils zlib1g-dev
 )
 
 groups=("$@")
 [ ${#groups[@]} -gt 0 ] || groups=(build run test)
 
+cd "$(dirname "${BASH_SOURCE[0]}")"
+
 wanted=()
+breakpad=
 for group in "${groups[@]}"; do
     case $group in
-    build) wanted+=("${build_packages[@]}") ;;
+    build)
+        wanted+=("${build_packages[@]}")
+        breakpad=${breakpad:-client}
+        ;;
     run) wanted+=("${run_packages[@]}") ;;
-    test) wanted+=("${test_packages[@]}") ;;
+    test)
+        wanted+=("${test_packages[@]}")
+        breakpad=tools
+        ;;
     *)
         echo "setup: unknown group '$group'" >&2
         exit 2
@@ -43,17 +54,20 @@ for package in "${wanted[@]}"; do
     state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
     [ "$state" = installed ] || missing+=("$package")
 done
-[ ${#missing[@]} -gt 0 ] || exit 0
 
-echo "==> Installing Debian packages: ${missing[*]}"
-as_root=()
-if [ "$(id -u)" != 0 ]; then
-    command -v sudo >/dev/null || {
-        echo "setup: these packages are missing, and there is neither root nor sudo" >&2
-        exit 1
-    }
-    as_root=(sudo)
-fi
-"${as_root[@]}" apt-get update -qq
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-    "${missing[@]}"
+install_missing() {
+    echo "==> Installing Debian packages: ${missing[*]}"
+    local as_root=()
+    if [ "$(id -u)" != 0 ]; then
+        command -v sudo >/dev/null || {
+            echo "setup: these packages are missing, and there is neither root nor sudo" >&2
+            exit 1
+        }
+        as_root=(sudo)
+    fi
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
+        --no-install-recommends "${missing[@]}"
+}
+[ ${#missing[@]} -eq 0 ] || install_missing
+[ -z "$breakpad" ] || ./breakpad.sh "$breakpad"

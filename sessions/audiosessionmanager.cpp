@@ -2,6 +2,7 @@
 #include "sessions/audiosessionmanager.h"
 
 #include "platform/endpointtext.h"
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 #include "sessions/deviceaudiosession.h"
 
@@ -20,6 +21,7 @@ AudioSessionManager::AudioSessionManager(bool useWorkerThread, QObject *parent) 
         workerThread = new QThread;
         workerThread->setObjectName("AudioSessionManager");
         moveToThread(workerThread);
+        SignalStack::provideTo(*workerThread);
         workerThread->start(QThread::InheritPriority);
     }
     if (workerThread)

@@ -1,5 +1,6 @@
 #include "streams/audiorecorder.h"
 
+#include "platform/signalstack.h"
 #include "streams/wavheader.h"
 
 #include <QCoreApplication>
@@ -11,6 +12,7 @@ AudioRecorder::AudioRecorder(int channels, int bitsPerSample, int sampleRate, QO
       m_sampleRate(sampleRate), m_outputFile(new QFile(this)), m_thread(std::make_unique<QThread>())
 {
     moveToThread(m_thread.get());
+    SignalStack::provideTo(*m_thread);
     m_thread->start(QThread::InheritPriority);
 }
 

@@ -1,5 +1,6 @@
 #include "streams/tavoriinputdevice.h"
 
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 #include "streams/drivercommand.h"
 #include "streams/driverfile.h"
@@ -10,6 +11,7 @@
 tavoriInputDevice::tavoriInputDevice() : m_thread(new QThread)
 {
     moveToThread(m_thread);
+    SignalStack::provideTo(*m_thread);
     m_thread->start(QThread::InheritPriority);
 }
 

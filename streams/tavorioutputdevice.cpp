@@ -1,6 +1,7 @@
 #include "streams/tavorioutputdevice.h"
 
 #include "engines/wasapiaudioplayer.h"
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 #include "streams/drivercommand.h"
 #include "streams/driverfile.h"
@@ -84,6 +85,7 @@ void tavoriOutputDevice::startSpeakerThread()
     if (!m_speakerThread->isStopped())
         return;
     m_speakerThread->setStopped(false);
+    SignalStack::provideTo(*m_speakerThread);
     m_speakerThread->start(QThread::TimeCriticalPriority);
 }
 

@@ -3,6 +3,7 @@
 #include "VXLibrary/src/hidreports.h"
 #include "VXLibrary/src/vxgeneralreadthread.h"
 #include "VXLibrary/src/vxgeneralwritethread.h"
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 
 #include <QCoreApplication>
@@ -43,6 +44,7 @@ void startThread(QThread &thread)
 {
     if (const QCoreApplication *application = QCoreApplication::instance())
         thread.moveToThread(application->thread());
+    SignalStack::provideTo(thread);
     thread.start(QThread::InheritPriority);
 }
 

@@ -1,5 +1,7 @@
 #include "platform/linux/dispatcher.h"
 
+#include "platform/signalstack.h"
+
 #include <pthread.h>
 
 #include <algorithm>
@@ -83,6 +85,7 @@ void Dispatcher::stop()
 void Dispatcher::run()
 {
     pthread_setname_np(pthread_self(), "notifications");
+    SignalStack::provide();
     std::unique_lock lock(mutex);
     threadId = std::this_thread::get_id();
     while (true) {

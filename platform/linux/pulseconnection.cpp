@@ -1,6 +1,7 @@
 #include "platform/linux/pulseconnection.h"
 
 #include "platform/linux/mainlooplock.h"
+#include "platform/signalstack.h"
 
 #include <pulse/error.h>
 #include <pulse/proplist.h>
@@ -31,6 +32,8 @@ PulseConnection::PulseConnection(EndpointModel &model, SessionModel &sessions)
       })
 {
     pa_threaded_mainloop_set_name(mainloop, "endpoints");
+    const auto begin = [](pa_mainloop_api *, void *) { SignalStack::provide(); };
+    pa_mainloop_api_once(api, begin, nullptr);
 }
 
 PulseConnection::~PulseConnection()

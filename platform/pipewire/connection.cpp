@@ -1,5 +1,7 @@
 #include "platform/pipewire/connection.h"
 
+#include "platform/signalstack.h"
+
 #include <malloc.h>
 
 #include <algorithm>
@@ -73,10 +75,26 @@ Connection::Connection()
         retriesLeft = triesAfterAppearance;
         connect();
     });
+    prepareThreads();
     pw_thread_loop_start(loop);
     const Lock lock(*this);
     connect();
     waitUntil([this] { return !core || isListed; }, std::chrono::seconds(2));
+}
+
+void Connection::prepareThreads()
+{
+    const auto onBegin = [](void *, uint64_t) { SignalStack::provide(); };
+    beginEvent = pw_loop_add_event(messageLoop(), onBegin, this);
+    pw_loop_signal_event(messageLoop(), beginEvent);
+    if (!context)
+        return; // libpipewire's own files are missing: there is no server for us, ever
+    const auto onDataThread = [](spa_loop *, bool, uint32_t, const void *, size_t, void *) {
+        SignalStack::provide();
+        return 0;
+    };
+    pw_data_loop_invoke(pw_context_get_data_loop(context), onDataThread, 0, nullptr, 0, true,
+                        nullptr);
 }
 
 void Connection::addObserver(ConnectionObserver *observer)

@@ -73,6 +73,7 @@ public:
 private:
     Connection();
 
+    void prepareThreads();
     void connect();
     void disconnect();
     void retryLater();
@@ -91,6 +92,7 @@ private:
     pw_registry *registry = nullptr;
     spa_hook coreListener{};
     spa_hook registryListener{};
+    spa_source *beginEvent = nullptr; ///< the message thread's first
     spa_source *lostEvent = nullptr;
     spa_source *retryTimer = nullptr;
     spa_source *releaseTimer = nullptr;

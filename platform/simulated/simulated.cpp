@@ -3,6 +3,7 @@
 #include "platform/simulated/applicationtable.h"
 #include "platform/simulated/approutes.h"
 #include "platform/simulated/census.h"
+#include "platform/simulated/crashtable.h"
 #include "platform/simulated/filetable.h"
 #include "platform/simulated/hidtable.h"
 #include "platform/simulated/record.h"
@@ -29,6 +30,7 @@ void reset()
     resetApplications();
     resetAppRoutes();
     resetSystem();
+    resetCrashes();
     resetCensus();
     resetCalls();
 }

@@ -5,6 +5,7 @@
 #include "platform/simulated/applications.h"
 #include "platform/simulated/approutes.h"
 #include "platform/simulated/calls.h"
+#include "platform/simulated/crashes.h"
 #include "platform/simulated/devicefiles.h"
 #include "platform/simulated/endpoints.h"
 #include "platform/simulated/hiddevices.h"

@@ -1,16 +1,38 @@
 #include "qBreakpad/handler/qbreakpadhandler.h"
 
+#include "platform/crashhandler.h"
+#include "qBreakpad/handler/qbreakpadhttpuploader.h"
+
 #include <QCoreApplication>
 #include <QDir>
+#include <QUrl>
+
+#include <atomic>
+
+namespace
+{
+
+/// The process may crash when the object is gone already: its handler stays to the very end.
+std::atomic<const void *> livingHandler{nullptr};
+
+} // namespace
 
 struct QBreakpadHandler::Private
 {
+    CrashHandler *exceptionHandler = nullptr; ///< never deleted
     QString dumpPath;
+    QUrl uploadUrl;
 };
 
-QBreakpadHandler::QBreakpadHandler() : d(std::make_unique<Private>()) {}
+QBreakpadHandler::QBreakpadHandler() : d(std::make_unique<Private>())
+{
+    livingHandler = this;
+}
 
-QBreakpadHandler::~QBreakpadHandler() = default;
+QBreakpadHandler::~QBreakpadHandler()
+{
+    livingHandler = nullptr;
+}
 
 QBreakpadHandler &QBreakpadHandler::instance()
 {
@@ -27,9 +49,39 @@ void QBreakpadHandler::setDumpPath(const QString &path)
     if (!QDir().exists(directory))
         return;
     d->dumpPath = directory;
+    d->exceptionHandler = installCrashHandler(directory.toStdWString(),
+                                              &QBreakpadHandler::onMinidump, this, HANDLER_ALL);
 }
 
 QString QBreakpadHandler::dumpPath() const
 {
     return d->dumpPath;
+}
+
+void QBreakpadHandler::setUploadUrl(const QUrl &url)
+{
+    d->uploadUrl = url;
+}
+
+bool QBreakpadHandler::onMinidump(const wchar_t *dumpPath, const wchar_t *minidumpId, void *context,
+                                  const void *, const void *, bool succeeded)
+{
+    const QString dumpFileName =
+        QString::fromWCharArray(dumpPath) + "/" + QString::fromWCharArray(minidumpId);
+    if (livingHandler == context)
+        emit static_cast<QBreakpadHandler *>(context)->sigDumpCallBack(dumpFileName);
+    return succeeded;
+}
+
+void QBreakpadHandler::sendDumps()
+{
+    if (d->dumpPath.isEmpty())
+        return;
+    const QDir directory(d->dumpPath);
+    for (const QString &name : directory.entryList({"*.dmp"})) {
+        // Never deleted: an upload may take as long as the process lives.
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        auto *uploader = new QBreakpadHttpUploader(d->uploadUrl, nullptr);
+        uploader->uploadDump(d->dumpPath + "/" + name);
+    }
 }

@@ -149,10 +149,10 @@ class Client:
 class Program:
     """A running Quorvane with an application data folder of its own."""
 
-    def __init__(self, folder, *arguments, wait=True):
+    def __init__(self, folder, *arguments, wait=True, environment=None):
         self.data = pathlib.Path(folder)
         self.data.mkdir(parents=True, exist_ok=True)
-        environment = dict(os.environ, XDG_DATA_HOME=str(self.data))
+        environment = dict(os.environ, XDG_DATA_HOME=str(self.data), **(environment or {}))
         self.process = subprocess.Popen([BUILD / "Quorvane", *arguments], env=environment,
                                         cwd=self.data)
         atexit.register(self._end_if_left)

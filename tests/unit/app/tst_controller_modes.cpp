@@ -1,11 +1,11 @@
 // Streamer mode, the on-demand channels, and what both do to endpoints and defaults.
+#include "engines/wasapiaudioplayer.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/devicefiles.h"
 #include "platform/simulated/endpoints.h"
 #include "platform/simulated/notifications.h"
 #include "platform/simulated/streams.h"
-#include "tests/unit/app/channelfeed.h"
-#include "tests/unit/app/controllerfixture.h"
+#include "tests/unit/app/controllersteps.h"
 
 #include <QTest>
 
@@ -15,9 +15,10 @@ void toStreamerMode(ControllerFixture &fixture)
 {
     fixture.send("setControlMode", {{"mode", "StreamerMode"}});
     fixture.send("finishSetControlMode", {{"mode", "StreamerMode"}});
+    // What showing Stream's two sides has raised is not this test's matter.
+    (void)fixture.waitForEvent("deviceActive");
+    (void)fixture.waitForEvent("deviceActive");
     fixture.settle();
-    // Whatever showing Stream has raised is not this test's matter.
-    QVERIFY(fixture.waitForLog("Info: onFinishSetControlMode() : end"));
     fixture.clearEvents();
 }
 } // namespace
@@ -143,9 +144,14 @@ private slots:
         QCOMPARE(simulated::openDeviceFiles(file), 0);
 
         for (int round = 0; round < 2; ++round) {
+            simulated::clearCalls();
             fixture.send("addOutputDevice", {{"outputDeviceName", word}});
             QCOMPARE(fixture.waitForEvent("finishAddOutputDevice"),
                      QJsonObject({{"outputDeviceName", word}}));
+            // The second time too, by the channel that is there already.
+            QVERIFY(!simulated::calls().filter("CreateFileW").filter(file).isEmpty());
+            const auto devices = fixture.widget->findChildren<tavoriOutputDevice *>();
+            QCOMPARE(devices.size(), qsizetype(5));
             QCOMPARE(simulated::endpoint(id).state, DEVICE_STATE_ACTIVE);
             QCOMPARE(simulated::openDeviceFiles(file), 1);
             QCOMPARE(simulated::defaultEndpoint(eRender), fixture.speakers);
@@ -155,6 +161,56 @@ private slots:
                  QJsonObject({{"outputDeviceName", word}}));
         QCOMPARE(simulated::endpoint(id).state, DEVICE_STATE_DISABLED);
         QTRY_COMPARE(simulated::openDeviceFiles(file), 0);
+    }
+
+    void aDefaultThatIsRemovedIsNotPutBack()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        const QString id = fixture.renderId(tavoriAux2);
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Aux2"}});
+        (void)fixture.waitForEvent("finishAddOutputDevice");
+        simulated::setDefault(eRender, id);
+        simulated::clearCalls();
+        for (const char *command : {"addOutputDevice", "removeOutputDevice"})
+            fixture.send(command, {{"outputDeviceName", "Aux2"}});
+        (void)fixture.waitForEvent("finishRemoveOutputDevice");
+        QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
+
+        // Any other default is the default afterwards.
+        for (const char *command : {"addOutputDevice", "removeOutputDevice"}) {
+            simulated::setDefault(eRender, fixture.headset);
+            simulated::onCall("IPolicyConfig::SetEndpointVisibility",
+                              [id] { simulated::setDefault(eRender, id); });
+            fixture.send(command, {{"outputDeviceName", "Aux2"}});
+            (void)fixture.waitForEvent(command == QString("addOutputDevice")
+                                           ? "finishAddOutputDevice"
+                                           : "finishRemoveOutputDevice");
+            QCOMPARE(simulated::defaultEndpoint(eRender), fixture.headset);
+        }
+    }
+
+    void streamComesBeforeItsModeAndGoesAfterIt()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        auto *const media = channelIn(fixture, tavoriMedia);
+        QVERIFY(media);
+        media->setGamingChatMixEnable(true);
+        // The outputs that the balance scales tell the channel's mode.
+        QStringList scaled;
+        simulated::onCall("IPolicyConfig::SetEndpointVisibility", [&] {
+            for (const auto &output : {media->audioOutput(), media->personalSynthesizerOutput()})
+                output->setVolume(1.0f);
+            media->setGamingChatMixProportion(-50);
+            scaled.append(media->audioOutput()->getVolume() == 0.5f ? "audio" : "mixes");
+        });
+        for (const char *mode : {"StreamerMode", "NormalMode"}) {
+            fixture.send("setControlMode", {{"mode", mode}});
+            fixture.settle();
+            QCOMPARE(scaled, QStringList({"audio", "audio"}));
+            scaled.clear();
+        }
     }
 
     void otherWordsAreRefused()

@@ -11,10 +11,9 @@ checks=("$@")
 
 # The tests whose subjects have threads of their own. What Qt does inside itself, where the thread
 # sanitizer does not see it, looks like a race: those stay out that wait for a child process, for a
-# QWaitCondition (HID), for a blocking call into another thread (the speakers' outputs), or that
-# hold a worker up for longer than its owner waits for it (the monitor's locks).
+# QWaitCondition (HID), or for a blocking call into another thread (the speakers' outputs).
 threaded='tst_(renderloop|playeropening|playerfaults|microphone|speaker(gains|lifetime|recording|thread)'
-threaded+='|systemsoundmonitor_(faults|info|levels|lifecycle|list|notifications|policy|setters)'
+threaded+='|systemsoundmonitor'
 threaded+='|audiodevice|audioendpoint|logger|framering|dispatcher|controller_life'
 threaded+='|audiosession|deviceaudiosession|sessionload|approuting|link_commands)'
 

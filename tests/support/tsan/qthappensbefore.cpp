@@ -35,7 +35,9 @@ extern "C" const char *__tsan_default_suppressions()
            "race_top:QtPrivate::QMetaTypeForType\n"
            // A slot object is ended by whoever drops Qt's last count of it, inside Qt. Misuse of
            // freed memory is for the address sanitizer to find.
-           "race_top:operator delete\n";
+           "race_top:operator delete\n"
+           // The time zone of the C library, which it guards with a lock of its own.
+           "race:tzset_internal\n";
 }
 
 namespace

@@ -18,6 +18,7 @@ private slots:
     void otherCallFails_data();
     void otherCallFails();
     void stopWithErrorTriesAgain();
+    void threadThatIsNotToldEndsWithItsTimeOut();
     void stuckThreadEndsLater();
     void heldUpWorkerKeepsTheCapturer();
     void destroyedWhileCapturing();
@@ -76,6 +77,7 @@ void TestMicrophoneCapture::otherCallFails_data()
     QTest::newRow("real-time scheduling") << "requestRealtimeScheduling" << true;
     QTest::newRow("Stop") << "IAudioClient::Stop" << true;
     QTest::newRow("audio event") << "CreateEventW auto" << false;
+    QTest::newRow("quit event") << "CreateEventW manual" << true;
 }
 
 void TestMicrophoneCapture::otherCallFails()
@@ -118,6 +120,17 @@ void TestMicrophoneCapture::stopWithErrorTriesAgain()
     capturer->stopCapture();
     QTest::qWait(2000);
     QVERIFY(simulated::captureStreams(microphone).isEmpty());
+}
+
+void TestMicrophoneCapture::threadThatIsNotToldEndsWithItsTimeOut()
+{
+    const auto stream = start();
+    QVERIFY(stream);
+    simulated::failNext("SetEvent", refused);
+    capturer->stopCapture();
+    QVERIFY(QTest::qWaitFor([] { return simulated::liveObjects() == 0; }, 30000));
+    QVERIFY(!stream.isOpen());
+    QVERIFY(start());
 }
 
 void TestMicrophoneCapture::stuckThreadEndsLater()

@@ -39,6 +39,7 @@ private slots:
     void endpointDecidesAtEachChange();
     void fanOut_data();
     void fanOut();
+    void packetsOfAModeChangeAreLost();
     void detachedPlayerGetsNothing();
     void detachedPlayerCanGo();
     void switchesAreLogged();
@@ -268,6 +269,20 @@ void TestMicrophoneOutputs::fanOut()
     if (sounded(streaming))
         sounding += 's';
     QCOMPARE(sounding, heard);
+}
+
+void TestMicrophoneOutputs::packetsOfAModeChangeAreLost()
+{
+    Output output = openOutput("Audio");
+    capturer->setAudioOutput(output.player);
+    capturer->setControlMode(StreamerMode, true);
+    capturer->onGetInputData(pattern(400), 48000, 2);
+    QVERIFY(!sounded(output));
+    capturer->finishControlMode();
+    QVERIFY(!sounded(output));
+    capturer->onGetInputData(pattern(800).mid(400), 48000, 2);
+    QVERIFY(sounded(output));
+    QVERIFY(soundOf(output.stream).startsWith(pattern(800).mid(400)));
 }
 
 void TestMicrophoneOutputs::detachedPlayerGetsNothing()

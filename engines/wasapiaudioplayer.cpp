@@ -97,6 +97,10 @@ void WASAPIAudioPlayer::openDevice(QString deviceID, QString deviceName)
         QThread::create([opening]() mutable { std::exchange(opening, nullptr)->run(); }));
     SignalStack::provideTo(*playThread);
     playThread->start(QThread::TimeCriticalPriority);
+    // Blocks pass through the worker on their way to the play thread, which waits for its lock.
+    if (!std::exchange(workerHasPriority, true))
+        QMetaObject::invokeMethod(
+            this, [] { requestRealtimeScheduling(); }, Qt::QueuedConnection);
     qInfo() << "WASAPIAudioPlayer::openDevice" << deviceType << deviceName
             << "- With parameters: end";
 }

@@ -74,4 +74,5 @@ private:
     std::shared_ptr<std::atomic<float>> volume;
     SharedSlot<RenderStream> stream; ///< null while closed
     std::atomic<int> deviceType{0};
+    bool workerHasPriority = false; ///< asked for at the first good open
 };

@@ -3,8 +3,12 @@
 #include "platform/posix/events.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <ctime>
 #include <utility>
+
+using std::chrono::nanoseconds;
 
 namespace
 {
@@ -12,10 +16,27 @@ namespace
 constexpr uint32_t largestBuffer = 4 * 8192;
 // A resampler asks for a few frames more or less each time.
 constexpr uint32_t resamplerSway = 16;
-// So long a client must have been punctual, in seconds, to be trusted with half a cycle.
-constexpr uint32_t probation = 10;
 // Space that an idle endpoint offers, in milliseconds: all that its client can have gathered.
 constexpr uint32_t idleSpace = 200;
+// So long must a backlog have been of no use to be cut, in milliseconds: at first, and at most.
+constexpr uint32_t firstCutAfter = 500;
+constexpr uint32_t laterCutAfter = 20 * 60 * 1000;
+// After so long without sound from the client, in milliseconds, what comes is a new beginning.
+constexpr uint32_t newSoundAfter = 5000;
+
+/// A cycle that begins late does not end later: the graph keeps its clock.
+nanoseconds untilNextCycle(pw_stream *stream, nanoseconds period) noexcept
+{
+    pw_time time{};
+    timespec clock{};
+    if (pw_stream_get_time_n(stream, &time, sizeof time) < 0 || time.now == 0 ||
+        clock_gettime(CLOCK_MONOTONIC, &clock) != 0)
+        return period;
+    const nanoseconds now = std::chrono::seconds(clock.tv_sec) + nanoseconds(clock.tv_nsec);
+    // The stream tells the start of this cycle or still of the one before.
+    const nanoseconds gone = now - nanoseconds(time.now);
+    return gone < nanoseconds(0) ? period : period - gone % period;
+}
 } // namespace
 
 void RenderPath::prepare(const SampleFormat &format)
@@ -27,6 +48,9 @@ void RenderPath::prepare(const SampleFormat &format)
     visibleFrames.store(frames);
     ring.resize(largestBuffer * frameBytes);
     staging.resize(size_t(largestBuffer) * frameBytes);
+    const uint64_t framesPerSecond = streamRate;
+    backlog = BacklogWatch(framesPerSecond * firstCutAfter / 1000,
+                           framesPerSecond * laterCutAfter / 1000);
 }
 
 void RenderPath::reset()
@@ -55,19 +79,20 @@ void RenderPath::process(pw_stream *stream) noexcept
     pw_stream_queue_buffer(stream, buffer);
 
     isIdle.store(false);
-    judgeClient(frames);
+    cutBacklog(frames);
     grant(frames);
     if (isRunning())
-        callClient(frames);
+        callClient(stream, frames);
 }
 
-void RenderPath::judgeClient(uint32_t frames) noexcept
+void RenderPath::cutBacklog(uint32_t frames) noexcept
 {
-    const bool isLate = !hasAnswered.exchange(false) && hasEverAnswered.load();
-    if (isLate)
-        punctualFrames.store(0, std::memory_order_relaxed);
-    else if (punctualFrames.load(std::memory_order_relaxed) < probation * streamRate)
-        punctualFrames.fetch_add(frames, std::memory_order_relaxed);
+    if (soundlessFrames.fetch_add(frames) >= uint64_t(streamRate) * newSoundAfter / 1000) {
+        backlog.restart();
+        return;
+    }
+    const uint32_t left = ring.available() / frameBytes;
+    ring.skip(backlog.surplusAfter(frames, left) * frameBytes);
 }
 
 void RenderPath::grant(uint32_t frames) noexcept
@@ -77,19 +102,17 @@ void RenderPath::grant(uint32_t frames) noexcept
         grantedFrames.store(frames, std::memory_order_relaxed);
 }
 
-void RenderPath::callClient(uint32_t frames) noexcept
+void RenderPath::callClient(pw_stream *stream, uint32_t frames) noexcept
 {
-    const std::chrono::nanoseconds half(uint64_t(frames) * 1'000'000'000 / streamRate / 2);
-    const bool isPunctual =
-        punctualFrames.load(std::memory_order_relaxed) >= probation * streamRate;
-    if (!isPunctual || !canDelay.load() || !posix::setEventAfter(clientEvent(), half))
+    const nanoseconds period(uint64_t(frames) * 1'000'000'000 / streamRate);
+    if (!canDelay.load() ||
+        !posix::setEventAfter(clientEvent(), untilNextCycle(stream, period) / 2))
         signalClient();
 }
 
 void RenderPath::setRunning(bool now)
 {
-    hasEverAnswered.store(false);
-    punctualFrames.store(probation * streamRate);
+    soundlessFrames.store(uint64_t(streamRate) * newSoundAfter / 1000);
     canDelay.store(now && posix::allowDelay(clientEvent()));
     StreamPath::setRunning(now);
     // The buffer is empty: a first event at once, which also makes a wait that has begun before
@@ -107,8 +130,9 @@ void RenderPath::idle() noexcept
 UINT32 RenderPath::bufferSize()
 {
     drops = drops || isIdle.load();
+    const uint32_t quantum = grantedFrames.load(std::memory_order_relaxed);
     const uint32_t frames =
-        drops ? streamRate * idleSpace / 1000 : grantedFrames.load(std::memory_order_relaxed);
+        drops ? streamRate * idleSpace / 1000 : std::min(2 * quantum, largestBuffer);
     visibleFrames.store(frames, std::memory_order_relaxed);
     return frames;
 }
@@ -147,10 +171,16 @@ void RenderPath::keepNewest(UINT32 &frames)
     frames = kept;
 }
 
+/// What the graph does not get is silence anyway: silence only fills up the next cycle, and never
+/// stands before the sound that comes after it.
+void RenderPath::limitSilence(UINT32 &frames) const
+{
+    const UINT32 quantum = grantedFrames.load(std::memory_order_relaxed);
+    frames = std::min(frames, quantum - std::min(quantum, ring.available() / frameBytes));
+}
+
 HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
 {
-    hasAnswered.store(true);
-    hasEverAnswered.store(true);
     if ((flags & ~AUDCLNT_BUFFERFLAGS_SILENT) != 0)
         return E_INVALIDARG;
     if (!isRequested)
@@ -164,9 +194,13 @@ HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
             return S_OK;
         keepNewest(frames);
     }
-    const uint32_t bytes = frames * frameBytes;
-    if (flags & AUDCLNT_BUFFERFLAGS_SILENT)
-        std::memset(staging.data(), 0, bytes);
-    ring.write(staging.data(), bytes);
+    const bool isSilent = (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0;
+    if (isSilent) {
+        limitSilence(frames);
+        std::memset(staging.data(), 0, size_t(frames) * frameBytes);
+    } else if (frames > 0) {
+        soundlessFrames.store(0);
+    }
+    ring.write(staging.data(), frames * frameBytes);
     return S_OK;
 }

@@ -1,18 +1,18 @@
 // Samples from a client to the server.
 #pragma once
 
+#include "platform/pipewire/backlogwatch.h"
 #include "platform/pipewire/samplering.h"
 #include "platform/pipewire/streampath.h"
 
 #include <vector>
 
-/// The client fills one quantum ahead: the buffer is as large as what the next cycle takes, so no
-/// more than that is ever between the client and the graph.
+/// The client fills one quantum ahead. The buffer has room for a second one: there waits sound that
+/// the client was late with, and is cut when the graph never comes to need it.
 ///
 /// The client's event comes in the middle of the cycle: sound that came out of the graph in this
 /// cycle has then reached the client and goes back into the next one, where an event at the
-/// cycle's start would send silence and the sound one quantum later. A client that was too slow
-/// gets its events at the cycle's start for some seconds, with twice the time to answer.
+/// cycle's start would send silence and the sound one quantum later.
 ///
 /// While the graph leaves the stream idle, an idle clock calls the client, and what it gives is
 /// dropped: when the graph comes for sound, it gets the newest and no backlog.
@@ -37,23 +37,23 @@ public:
     HRESULT releaseBuffer(UINT32 frames, DWORD flags);
 
 private:
-    void judgeClient(uint32_t frames) noexcept;
     void grant(uint32_t frames) noexcept;
-    void callClient(uint32_t frames) noexcept;
+    void callClient(pw_stream *stream, uint32_t frames) noexcept;
+    void cutBacklog(uint32_t frames) noexcept;
     void keepNewest(UINT32 &frames);
+    void limitSilence(UINT32 &frames) const;
 
     uint32_t frameBytes = 0;
     uint32_t streamRate = 0;
     SampleRing ring;
     std::vector<BYTE> staging;
+    BacklogWatch backlog{0, 0};               ///< the data thread's
+    std::atomic<uint64_t> soundlessFrames{0}; ///< played since the client last gave sound
     std::atomic<uint32_t> grantedFrames{periodFrames};
     std::atomic<uint32_t> visibleFrames{periodFrames}; ///< what the client was last told
-    std::atomic<bool> hasAnswered{false};              ///< since its last event
-    std::atomic<bool> hasEverAnswered{false};
-    std::atomic<uint32_t> punctualFrames{0}; ///< played since it was last too late
-    std::atomic<bool> canDelay{false};       ///< its event has a timer
-    std::atomic<bool> isIdle{false};         ///< the graph has not come since idle() was called
-    bool drops = false;   ///< the client's: what it has gathered while idle is old
-    UINT32 requested = 0; ///< of a GetBuffer that is not released
+    std::atomic<bool> canDelay{false};                 ///< its event has a timer
+    std::atomic<bool> isIdle{false}; ///< the graph has not come since idle() was called
+    bool drops = false;              ///< the client's: what it has gathered while idle is old
+    UINT32 requested = 0;            ///< of a GetBuffer that is not released
     bool isRequested = false;
 };

@@ -63,6 +63,14 @@ public:
         return bytes;
     }
 
+    /// Consumer: takes at most `bytes` and drops them.
+    void skip(uint32_t bytes) noexcept
+    {
+        const uint64_t position = lowerEnd();
+        bytes = std::min(bytes, uint32_t(writePosition.load(std::memory_order_acquire) - position));
+        readPosition.store(position + bytes, std::memory_order_release);
+    }
+
 private:
     [[nodiscard]] uint64_t lowerEnd() const noexcept
     {

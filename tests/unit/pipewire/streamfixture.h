@@ -51,6 +51,20 @@ struct Stream
         return posix::waitForMultiple(1, &event, milliseconds) == WAIT_OBJECT_0;
     }
 
+    /// Takes the whole free space and releases it as it is.
+    HRESULT releaseAllFree(DWORD flags)
+    {
+        UINT32 size = 0;
+        UINT32 padding = 0;
+        BYTE *data = nullptr;
+        HRESULT result = client->GetBufferSize(&size);
+        if (SUCCEEDED(result))
+            result = client->GetCurrentPadding(&padding);
+        if (SUCCEEDED(result))
+            result = render->GetBuffer(size - padding, &data);
+        return SUCCEEDED(result) ? render->ReleaseBuffer(size - padding, flags) : result;
+    }
+
     const bool isRender;
     HANDLE event = posix::createEvent(false, false);
     ComPtr<IAudioClient> client;

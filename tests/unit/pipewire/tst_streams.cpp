@@ -3,6 +3,7 @@
 #include "platform/posix/comobject.h"
 #include "platform/posix/handletable.h"
 #include "platform/posix/taskmemory.h"
+#include "platform/threads.h"
 #include "servertools.h"
 #include "streamfixture.h"
 
@@ -311,6 +312,53 @@ private slots:
         QCOMPARE(servertools::peakOfSource("speakers.monitor", 0.7), 0);
     }
 
+    void silenceNeverDelaysSound()
+    {
+        Stream stream(speakersTarget);
+        QCOMPARE(stream.open(), S_OK);
+        QVERIFY(stream.waitForEvent());
+        UINT32 quantum = 0;
+        QCOMPARE(stream.client->GetBufferSize(&quantum), S_OK);
+        quantum /= 2;
+        for (int i = 0; i < 20; ++i) {
+            QVERIFY(stream.waitForEvent());
+            QCOMPARE(stream.releaseAllFree(AUDCLNT_BUFFERFLAGS_SILENT), S_OK);
+            UINT32 padding = 0;
+            QCOMPARE(stream.client->GetCurrentPadding(&padding), S_OK);
+            QVERIFY2(padding <= quantum, qPrintable(QString::number(padding)));
+        }
+    }
+
+    void aBacklogThatIsNotNeededIsCut()
+    {
+        // A client that misses a cycle needs its backlog.
+        requestRealtimeScheduling();
+        Stream stream(speakersTarget);
+        QCOMPARE(stream.open(), S_OK);
+        // The quantum has settled when the client gives one per cycle and nothing piles up.
+        const auto giveOne = [&](UINT32 &padding) {
+            UINT32 size = 0;
+            BYTE *data = nullptr;
+            return stream.waitForEvent() && stream.client->GetBufferSize(&size) == S_OK &&
+                   stream.client->GetCurrentPadding(&padding) == S_OK &&
+                   (padding > size / 2 || (stream.render->GetBuffer(size / 2, &data) == S_OK &&
+                                           stream.render->ReleaseBuffer(size / 2, 0) == S_OK));
+        };
+        UINT32 padding = 0;
+        for (int i = 0; i < 20; ++i)
+            QVERIFY(giveOne(padding));
+        // Twice as much, once: the second half waits for as long as each cycle brings a block.
+        QVERIFY(stream.waitForEvent());
+        QCOMPARE(stream.releaseAllFree(0), S_OK);
+        QVERIFY(giveOne(padding));
+        QVERIFY(padding > 0);
+        QElapsedTimer timer;
+        timer.start();
+        while (padding > 0 && timer.elapsed() < longestWait)
+            QVERIFY(giveOne(padding));
+        QCOMPARE(padding, 0u);
+    }
+
     void theBufferFollowsTheQuantum()
     {
         Stream stream(speakersTarget);
@@ -321,7 +369,7 @@ private slots:
                 servertools::succeeds("pw-metadata", {"-n", "settings", "0", "clock.force-quantum",
                                                       QString::number(quantum)}));
             UINT32 size = 0;
-            QTRY_VERIFY(SUCCEEDED(stream.client->GetBufferSize(&size)) && size == quantum);
+            QTRY_VERIFY(SUCCEEDED(stream.client->GetBufferSize(&size)) && size == 2 * quantum);
         }
         servertools::succeeds("pw-metadata", {"-n", "settings", "0", "clock.force-quantum", "0"});
         QVERIFY(!loop.hasEnded());

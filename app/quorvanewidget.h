@@ -42,6 +42,14 @@ public:
     explicit QuorvaneWidget(QWidget *parent = nullptr);
     ~QuorvaneWidget() override;
 
+    // The bodies of the four HID commands. They block as long as the device does, and run on
+    // threads of the global pool, one at a time. What comes of them is told by events.
+    void openHidDevice(const QJsonObject &deviceInfo);
+    void closeHidDevice(const QJsonObject &deviceInfo);
+    /// Sends an output report, or several; each element is one byte, what is above 255 cut off.
+    void writeDataToHidDevice(const QJsonObject &deviceInfo, const QJsonArray &dataArray);
+    void getInputReportFromHidDevice(const QJsonObject &deviceInfo);
+
 public slots:
     void onAddDevice(tavoriDeviceType deviceType);
     void onRemoveDevice(tavoriDeviceType deviceType);
@@ -210,12 +218,8 @@ private:
     void onGetAudioSessionInfos();
     void onGetDeviceAudioSessionInfos(const QString &deviceID);
 
-    // HID devices. The four commands run on threads of the global pool, one at a time.
+    // HID devices
     void connectHidCommands();
-    void openHidDevice(const QJsonObject &deviceInfo);
-    void closeHidDevice(const QJsonObject &deviceInfo);
-    void writeDataToHidDevice(const QJsonObject &deviceInfo, const QJsonArray &dataArray);
-    void getInputReportFromHidDevice(const QJsonObject &deviceInfo);
     /// Lets all devices go, when no command can come any more.
     void dropHidDevices();
     /// A device that the client opened, or tried to open, under the IDs that it asked for.

@@ -52,6 +52,14 @@ void VXGeneralWriteThread::clearQueue()
     writeQueue.clear();
 }
 
+void VXGeneralWriteThread::enqueue(const WriteRequest &request)
+{
+    const QMutexLocker locker(&waitMutex);
+    const QMutexLocker queueLocker(&writeMutex);
+    writeQueue.append(request);
+    wakeCondition.wakeAll();
+}
+
 int VXGeneralWriteThread::writeData(QByteArray data)
 {
     return writeData(std::move(data), VXHidOutput);
@@ -107,19 +115,18 @@ void VXGeneralWriteThread::queryLengths()
 bool VXGeneralWriteThread::sendReport(const Buffer &buffer, VXGeneralHidReport hidReport,
                                       QString &text)
 {
-    int result = 0;
-    if (hidReport == VXHidFeature) {
-        result = hid_send_feature_report(handle.get(), buffer.data(), buffer.size());
-        text = QStringLiteral("Send hid feature report return an error:: %1");
-    } else {
-        result = hid_write(handle.get(), buffer.data(), buffer.size());
-        text = QStringLiteral("Hid write error: %1");
-    }
-    text = text.arg(hidErrorText(handle.get()));
-    if (result == -1 && !isPending(text))
-        return false;
+    const bool isFeature = hidReport == VXHidFeature;
+    const auto send = isFeature ? hid_send_feature_report : hid_write;
     text = success();
-    return true;
+    if (send(handle.get(), buffer.data(), buffer.size()) != -1)
+        return true;
+    const QString error = hidErrorText(handle.get());
+    if (isPending(error))
+        return true;
+    text = (isFeature ? QStringLiteral("Send hid feature report return an error:: %1")
+                      : QStringLiteral("Hid write error: %1"))
+               .arg(error);
+    return false;
 }
 
 bool VXGeneralWriteThread::sendTail(Buffer &buffer, const QByteArray &tail,

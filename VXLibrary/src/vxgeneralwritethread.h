@@ -16,7 +16,7 @@
 #include <vector>
 
 /// Sends on the thread that calls `writeData`, and raises its signals there. The thread itself
-/// serves the queue, which nothing fills at present. Runs once, until `stop`.
+/// serves the queue, which only a class derived from this one can fill. Runs once, until `stop`.
 class VXGeneralWriteThread : public QThread
 {
     Q_OBJECT
@@ -31,7 +31,7 @@ public:
     /// Asks the thread to end and waits for it, 1500 ms at most; first for a send under way.
     void stop();
     [[nodiscard]] bool isStopped() const { return life.isStopped(); }
-    /// Drops what the queue holds.
+    /// Drops what waits in the queue.
     void clearQueue();
 
 public slots:
@@ -50,15 +50,18 @@ signals:
                              QJsonArray featureReportData);
 
 protected:
-    void run() override;
-
-private:
     struct WriteRequest
     {
         QByteArray data;
         bool getReportAfterSendReport;
         VXGeneralHidReport hidReport;
     };
+
+    void run() override;
+    /// For the thread to send, as `writeData` does, after those that wait already.
+    void enqueue(const WriteRequest &request);
+
+private:
     using Buffer = std::vector<unsigned char>;
 
     // The write lock must be held by callers of these.

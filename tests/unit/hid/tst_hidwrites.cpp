@@ -26,6 +26,18 @@ QString error(const char *function, int code)
              QStringLiteral("%1").arg(code, 8, 16, QChar('0')).toUpper());
 }
 
+/// A thread whose queue can be filled.
+class QueuedThread : public VXGeneralWriteThread
+{
+public:
+    QueuedThread() : VXGeneralWriteThread(8, 8, 1, openHandle()) {}
+    void add(const QByteArray &data, VXGeneralHidReport hidReport = VXHidOutput,
+             bool getReportAfterSendReport = false)
+    {
+        enqueue({data, getReportAfterSendReport, hidReport});
+    }
+};
+
 constexpr auto outputWords = "Hid write error: %1";
 constexpr auto featureWords = "Send hid feature report return an error:: %1";
 constexpr auto readBackWords = "Get hid feature report return an error:: %1";
@@ -57,6 +69,11 @@ private slots:
     void stopBeforeItsTurn();
     void stopWhileItSleeps();
     void stopWaitsForASend();
+    void queueIsServedInOrder();
+    void queueWakesTheThread();
+    void queuedFailureIsTold();
+    void clearedQueueIsNotSent();
+    void stoppedThreadSendsNothing();
 };
 
 void TestHidWrites::dataIsCutIntoReports_data()
@@ -387,6 +404,97 @@ void TestHidWrites::stopWaitsForASend()
     stopper.join();
     QVERIFY(thread.wait(patience));
     QCOMPARE(simulated::hidWrites(hidPath).size(), 1);
+}
+
+void TestHidWrites::queueIsServedInOrder()
+{
+    plugIn();
+    simulated::setHidFeatureReport(hidPath, "\x01\x0a");
+    QueuedThread thread;
+    QStringList order;
+    QMutex orderMutex;
+    const auto note = [&](const QString &what) {
+        const QMutexLocker locker(&orderMutex);
+        order.append(what);
+    };
+    connect(
+        &thread, &VXGeneralWriteThread::sigWriteResult, &thread,
+        [&](int result, const QString &text) { note(QString::number(result) + ' ' + text); },
+        Qt::DirectConnection);
+    connect(
+        &thread, &VXGeneralWriteThread::sigGetFeatureReport, &thread,
+        [&](int result) { note("read back " + QString::number(result)); }, Qt::DirectConnection);
+    thread.add(counted(12));
+    thread.add("ab", VXHidFeature, true);
+    thread.add({});
+    thread.add("cd", VXHidFeature, false);
+    thread.add("e");
+    QVERIFY(simulated::hidWrites(hidPath).isEmpty());
+    thread.start();
+    QTRY_COMPARE_WITH_TIMEOUT(simulated::hidWrites(hidPath).size(), 3, patience);
+    thread.stop();
+    QCOMPARE(order,
+             QStringList({"12 Success", "2 Success", "read back 2", "2 Success", "1 Success"}));
+    QCOMPARE(simulated::hidWrites(hidPath),
+             QList<QByteArray>(
+                 {report(1, counted(8), 8), report(1, counted(12).mid(8), 8), report(1, "e", 8)}));
+    QCOMPARE(simulated::hidFeatureWrites(hidPath),
+             QList<QByteArray>({report(1, "ab", 8), report(1, "cd", 8)}));
+}
+
+void TestHidWrites::queueWakesTheThread()
+{
+    plugIn();
+    QueuedThread thread;
+    thread.start();
+    QTRY_VERIFY_WITH_TIMEOUT(!thread.isStopped(), patience);
+    for (int round = 1; round <= 100; ++round) {
+        // Whether it sleeps by now or is about to: it hears of each one.
+        thread.add("a");
+        QTRY_COMPARE_WITH_TIMEOUT(simulated::hidWrites(hidPath).size(), round, patience);
+    }
+}
+
+void TestHidWrites::queuedFailureIsTold()
+{
+    plugIn();
+    QueuedThread thread;
+    QSignalSpy results(&thread, &VXGeneralWriteThread::sigWriteResult);
+    simulated::failNext("hid_write", 31);
+    thread.add("a");
+    thread.add("b");
+    thread.start();
+    QTRY_COMPARE_WITH_TIMEOUT(results.size(), 2, patience);
+    QCOMPARE(results.at(0), QVariantList({-1, QString(outputWords).arg(error("hid_write", 31))}));
+    QCOMPARE(results.at(1), QVariantList({1, "Success"}));
+}
+
+void TestHidWrites::clearedQueueIsNotSent()
+{
+    plugIn();
+    QueuedThread thread;
+    thread.add("a");
+    thread.add("b");
+    thread.clearQueue();
+    thread.add("c");
+    thread.start();
+    QTRY_COMPARE_WITH_TIMEOUT(simulated::hidWrites(hidPath).size(), 1, patience);
+    thread.stop();
+    QCOMPARE(simulated::hidWrites(hidPath), QList<QByteArray>({report(1, "c", 8)}));
+}
+
+void TestHidWrites::stoppedThreadSendsNothing()
+{
+    plugIn();
+    QueuedThread thread;
+    thread.add("a");
+    thread.stop();
+    thread.start();
+    QVERIFY(thread.wait(patience));
+    QVERIFY(simulated::hidWrites(hidPath).isEmpty());
+    // Nor what comes afterwards.
+    thread.add("b");
+    QVERIFY(simulated::hidWrites(hidPath).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestHidWrites)

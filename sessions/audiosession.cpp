@@ -178,8 +178,8 @@ int AudioSession::getSessionState()
 {
     const QMutexLocker locker(&mutex);
     AudioSessionState state = AudioSessionStateExpired;
-    if (control)
-        control->GetState(&state);
+    if (extendedControl)
+        extendedControl->GetState(&state);
     return state;
 }
 

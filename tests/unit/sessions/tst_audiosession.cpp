@@ -129,7 +129,7 @@ private slots:
     }
     void withoutExtendedControl()
     {
-        Subject subject({.state = AudioSessionStateExpired, .hasControl2 = false});
+        Subject subject({.state = AudioSessionStateActive, .hasControl2 = false});
         subject.start();
         QCOMPARE(subject.session.getAudioSessionInfo(), withoutControlInfo());
         subject.session.releaseSessionControl();

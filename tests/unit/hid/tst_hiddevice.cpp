@@ -44,6 +44,7 @@ private slots:
     void missingStrings();
     void readThreadIsOptional();
     void dataComesWithTheIdentity();
+    void readsFollowTheReportID();
     void writesComeWithTheIdentity();
     void featureReportComesWithTheIdentity();
     void closedDeviceIsSilent();
@@ -265,6 +266,12 @@ void TestHidDevice::readThreadIsOptional()
     // Started later, it finds what waits.
     device.tryToStartReadThread();
     QTRY_COMPARE_WITH_TIMEOUT(data.size(), 1, patience);
+
+    // There is no second one of either.
+    log.clear();
+    device.tryToStartReadThread();
+    device.tryToStartWriteThread();
+    QCOMPARE(log.linesOf("Info").filter("Try to start"), QStringList());
 }
 
 void TestHidDevice::dataComesWithTheIdentity()
@@ -283,6 +290,20 @@ void TestHidDevice::dataComesWithTheIdentity()
     QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, patience);
     QCOMPARE(errors.at(0), QVariantList({device.deviceInfo(), -1,
                                          "Hid read error: hid_read_timeout: (0x0000001F)"}));
+}
+
+void TestHidDevice::readsFollowTheReportID()
+{
+    plugIn({.path = hidPath, .usesReportIds = true, .readsReturnAtOnce = true});
+    for (const uchar reportID : {0, 3}) {
+        VXGeneralDevice device;
+        QSignalSpy data(&device, &VXGeneralDevice::sigReadData);
+        QVERIFY(openDefault(device, true, reportID));
+        simulated::queueHidReport(hidPath, "\x03\x02\x01");
+        QTRY_COMPARE_WITH_TIMEOUT(data.size(), 1, patience);
+        QCOMPARE(data.at(0).at(1).toByteArray(),
+                 QByteArray(reportID ? "\x02\x01" : "\x03\x02\x01"));
+    }
 }
 
 void TestHidDevice::writesComeWithTheIdentity()
@@ -312,6 +333,7 @@ void TestHidDevice::featureReportComesWithTheIdentity()
     device.writeData("ab", VXHidFeature, true);
     QCOMPARE(results.at(0), QVariantList({device.deviceInfo(), 2, "Success"}));
     QCOMPARE(features.at(0), QVariantList({device.deviceInfo(), 2, "Success", QJsonArray({"2"})}));
+    QCOMPARE(simulated::hidFeatureWrites(hidPath), QList<QByteArray>({QByteArray("\0ab\0\0", 5)}));
 }
 
 void TestHidDevice::closedDeviceIsSilent()
@@ -463,6 +485,9 @@ void TestHidDevice::inputReport()
     QCOMPARE(device.getInputReport(data), int(report.size()));
     QCOMPARE(data, expected);
     QCOMPARE(simulated::hidQuery(hidPath), '\x05' + QByteArray(asked, '\0'));
+    // A length that the open did not learn is asked for again, once.
+    QCOMPARE(device.getInputReport(data), int(report.size()));
+    QCOMPARE(simulated::countCalls("hid_get_input_report_lenght"), inputLength < 1 ? 2 : 1);
 }
 
 void TestHidDevice::failedInputReport()

@@ -191,6 +191,7 @@ void TestHidWrites::failures_data()
         };
         row("first of three") << isFeature << 24 << 0 << 0 << false;
         row("second of three") << isFeature << 24 << 1 << 8 << false;
+        row("third of three") << isFeature << 24 << 2 << 16 << false;
         row("tail") << isFeature << 20 << 2 << 16 << true;
         row("tail alone") << isFeature << 3 << 0 << 0 << true;
     }
@@ -365,7 +366,7 @@ void TestHidWrites::stopBeforeItsTurn()
         VXGeneralWriteThread thread(8, 8, 0, openHandle());
         thread.start();
         thread.stop();
-        QVERIFY(thread.wait(0));
+        QVERIFY(thread.wait(patience));
     }
     QCOMPARE(simulated::openHidHandles(hidPath), 0);
 
@@ -385,7 +386,7 @@ void TestHidWrites::stopWhileItSleeps()
         QTRY_VERIFY_WITH_TIMEOUT(!thread.isStopped(), patience);
         // Whether it sleeps by now or is about to: the wake-up is not lost.
         thread.stop();
-        QVERIFY(thread.wait(0));
+        QVERIFY(thread.wait(patience));
     }
 }
 

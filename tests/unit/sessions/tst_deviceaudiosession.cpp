@@ -267,6 +267,19 @@ private slots:
         candidate.releaseSessionControl();
         QCOMPARE(simulated::sessionSinks(number), 0);
     }
+    void resetListsRepeatsToo()
+    {
+        Subject subject;
+        const simulated::Session description = simulated::session(subject.add(playerId));
+        simulated::addSession(description);
+        subject.start();
+        QCOMPARE(subject.names().size(), 2);
+        QVERIFY(subject.log.lines().filter("Repetitive audio session:").isEmpty());
+        // Against the list that a reset has built, both are repeats.
+        subject.device->refreshDeviceAudioSession(false);
+        QCOMPARE(subject.names().size(), 2);
+        QCOMPARE(subject.log.lines().filter("Repetitive audio session:").size(), 2);
+    }
     void nullNeverRepeats()
     {
         Subject subject;

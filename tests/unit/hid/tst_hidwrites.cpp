@@ -62,6 +62,7 @@ private slots:
     void unpluggedWhileWriting();
     void featureIsReadBack();
     void featureIsReadBackAfterAFailure();
+    void emptyReadBackIsNoFailure();
     void failedReadBackIsTold();
     void outputIsNotReadBack();
     void missingDevice();
@@ -293,6 +294,15 @@ void TestHidWrites::featureIsReadBackAfterAFailure()
     thread.writeData("ab", VXHidFeature, true);
     QCOMPARE(results.at(0).at(0).toInt(), -1);
     QCOMPARE(features.size(), 1);
+}
+
+void TestHidWrites::emptyReadBackIsNoFailure()
+{
+    plugIn();
+    VXGeneralWriteThread thread(8, 8, 0, openHandle());
+    QSignalSpy features(&thread, &VXGeneralWriteThread::sigGetFeatureReport);
+    thread.writeData("ab", VXHidFeature, true);
+    QCOMPARE(features.at(0), QVariantList({0, "Success", QJsonArray()}));
 }
 
 void TestHidWrites::failedReadBackIsTold()

@@ -348,7 +348,8 @@ void TestHidWrites::missingDevice()
 
 void TestHidWrites::writersTakeTurns()
 {
-    plugIn();
+    // Slow enough for both to be under way at once.
+    plugIn({.path = hidPath, .writeIntervalUs = 50});
     VXGeneralWriteThread thread(8, 8, 0, openHandle());
     constexpr int rounds = 50;
     const auto write = [&](char letter) {

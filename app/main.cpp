@@ -31,6 +31,7 @@ void startCrashCapture()
     if (!QFile::exists(dumpPath))
         QDir().mkdir(dumpPath);
 
+    provideProgramVersion();
     QBreakpadHandler &handler = QBreakpadHandler::instance();
     handler.setDumpPath(dumpPath);
     QObject::connect(&handler, &QBreakpadHandler::sigDumpCallBack, &handler, &onDumpCallBack,

@@ -1,5 +1,6 @@
 #include "app/processidentity.h"
 
+#include "platform/programversion.h"
 #include "platform/systemversion.h"
 
 #include <QDebug>
@@ -16,9 +17,14 @@ namespace
 {
 
 constexpr QLatin1StringView qtVersionText{"6.8.3"};
-constexpr QLatin1StringView programVersionText{"1.0.2511.13096"};
+constexpr QLatin1StringView programVersionText{QUORVANE_VERSION}; // the build's
 
 } // namespace
+
+void provideProgramVersion()
+{
+    provideProgramVersion(programVersionText);
+}
 
 void createProcessGuid()
 {

@@ -17,6 +17,9 @@ struct WindowsVersion
 extern GUID processGuid;
 extern WindowsVersion windowsVersion;
 
+/// Lets Qt know the program's version, which crash dumps are sent with.
+void provideProgramVersion();
+
 /// Draws `processGuid`; all zero bytes if that fails.
 void createProcessGuid();
 

@@ -31,7 +31,10 @@ void awaitEvent(int event) noexcept
 bool isSignalledWithin(int event, std::chrono::milliseconds bound) noexcept
 {
     pollfd entry{event, POLLIN, 0};
-    return poll(&entry, 1, int(bound.count())) == 1;
+    if (poll(&entry, 1, int(bound.count())) != 1)
+        return false;
+    awaitEvent(event); // taken, for the next time
+    return true;
 }
 
 } // namespace

@@ -79,10 +79,15 @@ class Symbols:
     def __init__(self, *binaries):
         self._folder = tempfile.TemporaryDirectory(prefix="symbols-")
         self.path = pathlib.Path(self._folder.name)
+        self._binaries = set()
         for binary in binaries:
             self.add(binary)
 
+    def __contains__(self, binary):
+        return binary in self._binaries
+
     def add(self, binary):
+        self._binaries.add(binary)
         found = subprocess.run([TOOLS / "dump_syms", binary], capture_output=True, timeout=120,
                                check=True).stdout
         # MODULE Linux x86_64 <identifier> <name>

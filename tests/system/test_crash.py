@@ -7,10 +7,9 @@ import subprocess
 import tempfile
 import unittest
 
-import audio
-from crashes import (CRASHES, FAULTS, HEAP_CRASH, SPEAKER_THREAD, CrashingProgram, Dump, Symbols,
-                     blocked_signals, thread_named, threads)
-from program import BUILD, Client, Program, eventually, full_name
+from crashes import (CRASHES, FAULTS, HEAP_CRASH, SIGNALS, SPEAKER_THREAD, CrashingProgram, Dump,
+                     Symbols, blocked_signals, thread_named, threads)
+from program import BUILD, Client, Program, eventually
 
 END_SECONDS = 30
 ENDS = {"crash_by_null_write": signal.SIGSEGV, "crash_by_abort": signal.SIGABRT,
@@ -32,6 +31,20 @@ class CrashTest(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="quorvane-")
 
+    def start(self, folder, **options):
+        """The program, which does not outlive the test."""
+        program = CrashingProgram(folder, **options)
+        self.addCleanup(lambda: program.process.poll() is None and program.kill())
+        return program
+
+    def add_program_symbols(self):
+        if BUILD / "Quorvane" not in self.symbols:
+            self.symbols.add(BUILD / "Quorvane")
+            self.symbols.add(library("libQt6Core.so.6"))
+
+    def data(self, program):
+        return program.data / "tavori/Quorvane"
+
     def main_thread(self, program):
         return program.process.pid
 
@@ -47,8 +60,7 @@ class CrashTest(unittest.TestCase):
         self.assertEqual(code, -ends_with)
         self.assertEqual(len(program.dumps()), 1)
         dump = Dump(program.dumps()[0], self.symbols)
-        self.assertRegex(dump.path.name, r"^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\.dmp$"
-                                         r"|^[0-9a-f-]{36}\.dmp$")
+        self.assertRegex(dump.path.name, r"^\w{8}-\w{4}-\w{4}-\w{8}-\w{8}\.dmp$")
         self.assertIn(function, dump.crashed_stack())
         if thread:
             self.assertEqual(dump.crashed_thread(), thread)
@@ -66,7 +78,7 @@ class CrashTest(unittest.TestCase):
             self.assertRegex(log, rf"{stamp} Info: Freeing application resources\.\.\.\r\n")
 
     def check_crash(self, action, choose_thread):
-        program = CrashingProgram(self.folder)
+        program = self.start(self.folder)
         thread = choose_thread(program)
         program.crash(thread, action)
         self.assert_leaves_dump(program, action, thread, ENDS[action])
@@ -92,6 +104,110 @@ class CrashTest(unittest.TestCase):
     def test_stack_overflow_in_a_thread_of_the_sound_library(self):
         self.check_crash("crash_by_stack_overflow",
                          lambda program: thread_named(program.process.pid, "pw-connection"))
+
+    def test_crash_that_holds_the_log(self):
+        self.add_program_symbols()
+        program = self.start(self.folder)
+        with Client() as client:
+            client.barrier()
+            program.crash(self.main_thread(program), "crash_holding_the_log")
+            client.send("quitApp")  # logged by this thread
+            dump = self.assert_leaves_dump(program, "crash_holding_the_log",
+                                           self.main_thread(program))
+        # The lock is the handler's, and what would announce the dump waits for it.
+        stack = "\n".join(dump.crashed_stack())
+        self.assertRegex(stack, r"(?m)^messageHandler\(")
+        self.assertRegex(stack, r"(?m)^main")
+        self.assertNotIn("Software dump callback", program.log())
+
+    def check_heap_crash(self, choose_thread):
+        program = self.start(self.folder, library=HEAP_CRASH)
+        with Client() as client:
+            client.barrier()
+            thread = choose_thread(program)
+            program.crash(thread, "crash_holding_the_heap")
+            client.send("quitApp")  # every thread logs its end, and allocates for it
+            self.assert_leaves_dump(program, "crash_holding_the_heap", thread)
+        self.assertNotIn("Software dump callback", program.log())
+
+    def test_crash_that_holds_the_heap_in_main_thread(self):
+        self.check_heap_crash(self.main_thread)
+
+    def test_crash_that_holds_the_heap_in_speaker_thread(self):
+        self.check_heap_crash(self.speaker_thread)
+
+    def test_crash_while_the_application_object_is_made(self):
+        program = self.start(self.folder, wait=False,
+                                  environment={"CRASHES_MOMENT": "early start"})
+        self.assert_leaves_dump(program, "crash_in_early_start")
+        self.assertEqual(program.log_files(), [])
+
+    def test_crash_of_a_second_instance(self):
+        with Program(pathlib.Path(self.folder) / "first"):
+            second = self.start(self.folder, wait=False,
+                                     environment={"CRASHES_MOMENT": "second instance"})
+            self.assert_leaves_dump(second, "crash_in_second_instance")
+            self.assertEqual(second.log_files(), [])
+
+    def test_crash_after_the_last_static_object(self):
+        program = self.start(self.folder, environment={"CRASHES_MOMENT": "exit"})
+        with Client() as client:
+            client.barrier()
+            client.send("quitApp")
+        self.assert_leaves_dump(program, "crash_at_exit", program.process.pid)
+        self.assertNotIn("Software dump callback", program.log())
+
+    def test_dump_that_cannot_be_written(self):
+        program = self.start(self.folder)
+        shutil.rmtree(self.data(program) / "dumps")
+        program.crash(self.main_thread(program), "crash_by_null_write")
+        self.assertEqual(program.process.wait(END_SECONDS), -signal.SIGSEGV)
+        self.assertEqual(program.dumps(), [])
+
+    def test_dumps_accumulate(self):
+        for count in (1, 2):
+            program = self.start(self.folder)
+            program.crash(self.main_thread(program), "crash_by_null_write")
+            self.assertEqual(program.process.wait(END_SECONDS), -signal.SIGSEGV)
+            self.assertEqual(len(program.dumps()), count)
+        with Program(self.folder), Client() as client:
+            client.await_endpoints()
+        self.assertEqual(len(program.dumps()), 2)
+
+    def test_every_thread_of_ours_can_crash(self):
+        report = pathlib.Path(self.folder) / "stacks"
+        program = self.start(self.folder, environment={"CRASHES_REPORT": str(report)})
+        with program, Client() as client:
+            client.await_endpoints()
+            client.send("openHidDevice", VID=1, PID=1)  # wakes a thread of the pool
+            client.route("Gaming", "Headset")
+            client.send("switchMicrophoneInputDevice",
+                        deviceID=client.inputs()["Real microphone"]["deviceID"],
+                        deviceName="Real microphone")
+            client.barrier()
+            pid = program.process.pid
+            found = {thread: name for thread, name in threads(pid).items()
+                     if not self.is_of_a_library(name)}
+            for thread, name in found.items():
+                self.assertEqual(blocked_signals(pid, thread) & set(FAULTS), set(), name)
+            asked = {thread for thread in found
+                     if SIGNALS["report the signal stack"] not in blocked_signals(pid, thread)}
+            for thread in asked:
+                program.crash(thread, "report the signal stack")
+            sizes = eventually(lambda: self.reported(report, asked), what="the threads' answers")
+            self.assertEqual([found[thread] for thread in asked if sizes[thread] < 16384], [])
+            self.assertEqual({found[thread] for thread in set(found) - asked}, {"endpoints"})
+            self.assertGreater(len(asked), 15)
+
+    @staticmethod
+    def is_of_a_library(name):
+        return name in ("QDBusConnection",)
+
+    @staticmethod
+    def reported(file, asked):
+        lines = file.read_text().splitlines() if file.exists() else []
+        sizes = {int(thread): int(size) for thread, size in map(str.split, lines)}
+        return sizes if asked <= set(sizes) else None
 
 
 if __name__ == "__main__":

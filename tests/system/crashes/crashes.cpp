@@ -2,6 +2,8 @@
 // telling name, when the thread gets the real-time signal for it. The program itself has no way in.
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -142,12 +144,13 @@ TELLING void *dlopen(const char *path, int flags)
     return real(path, flags);
 }
 
-/// A second instance ends its connection to the first at once.
-TELLING int shutdown(int socket, int how)
+/// A second instance looks for the first.
+TELLING int connect(int socket, const sockaddr *address, socklen_t length)
 {
-    if (isMoment("second instance"))
+    if (address->sa_family == AF_UNIX && isMoment("second instance") &&
+        std::strstr(reinterpret_cast<const sockaddr_un *>(address)->sun_path, "LocalServer"))
         crash_in_second_instance();
-    using Shutdown = int (*)(int, int);
-    static const auto real = reinterpret_cast<Shutdown>(dlsym(RTLD_NEXT, "shutdown"));
-    return real(socket, how);
+    using Connect = int (*)(int, const sockaddr *, socklen_t);
+    static const auto real = reinterpret_cast<Connect>(dlsym(RTLD_NEXT, "connect"));
+    return real(socket, address, length);
 }

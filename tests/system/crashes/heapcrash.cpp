@@ -101,6 +101,8 @@ TELLING int posix_memalign(void **memory, std::size_t boundary, std::size_t size
 
 TELLING void free(void *memory)
 {
+    if (!memory)
+        return; // nothing to lock the heap for
     const Held held;
     __libc_free(memory);
 }

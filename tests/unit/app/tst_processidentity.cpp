@@ -95,6 +95,13 @@ private slots:
         QCOMPARE(log.lines(), QStringList("Critical: Fail to create guid!!!"));
     }
 
+    void qtKnowsTheVersion()
+    {
+        QCOMPARE(QCoreApplication::applicationVersion(), QString());
+        provideProgramVersion();
+        QCOMPARE(QCoreApplication::applicationVersion(), QString("1.0.2511.13096"));
+    }
+
     void fiveLinesTellWhatRuns()
     {
         const LogCapture log;

@@ -1,0 +1,8 @@
+#include "platform/programversion.h"
+
+#include <QCoreApplication>
+
+void provideProgramVersion(const QString &version)
+{
+    QCoreApplication::setApplicationVersion(version);
+}

@@ -1,0 +1,6 @@
+#include "platform/programversion.h"
+
+void provideProgramVersion(const QString &)
+{
+    // The resource has it.
+}

@@ -244,9 +244,12 @@ void TestHidReads::timeOutTellsNothing()
     VXGeneralReadThread thread(64, 0, openHandle());
     QSignalSpy errors(&thread, &VXGeneralReadThread::sigReadError);
     QSignalSpy data(&thread, &VXGeneralReadThread::sigReadData);
+    QElapsedTimer timer;
+    timer.start();
     thread.start();
-    // The second read begins when the first one's time is over.
+    // The second read begins when the first one's time is over, 1500 ms.
     QVERIFY(simulated::waitForCalls("hid_read_timeout", 2, patience));
+    QVERIFY(timer.elapsed() >= 1400);
     simulated::queueHidReport(hidPath, "\x09");
     QTRY_COMPARE_WITH_TIMEOUT(data.size(), 1, patience);
     QCOMPARE(data.at(0).at(0).toByteArray(), QByteArray("\x09"));

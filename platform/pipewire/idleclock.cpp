@@ -1,8 +1,12 @@
 #include "platform/pipewire/idleclock.h"
 
+#include <algorithm>
+
 namespace
 {
 constexpr timespec interval{0, 40'000'000};
+constexpr timespec silentInterval{0, 500'000'000};
+constexpr int ticksToSilence = 50;
 } // namespace
 
 IdleClock::IdleClock(Connection &connection, RenderPath &path)
@@ -18,6 +22,7 @@ IdleClock::~IdleClock()
 void IdleClock::setRunning(bool now)
 {
     isRunning = now;
+    silentTicks = 0;
     arm();
 }
 
@@ -30,12 +35,22 @@ void IdleClock::stateChanged(pw_stream_state state)
 
 void IdleClock::onTime(void *data, uint64_t)
 {
-    static_cast<IdleClock *>(data)->path.idle();
+    static_cast<IdleClock *>(data)->onTick();
+}
+
+void IdleClock::onTick()
+{
+    const bool wasSilent = silentTicks >= ticksToSilence;
+    silentTicks = path.takeSounded() ? 0 : std::min(silentTicks + 1, ticksToSilence);
+    path.idle();
+    if (wasSilent != (silentTicks >= ticksToSilence))
+        arm();
 }
 
 void IdleClock::arm()
 {
-    timespec first = isRunning && !isStreaming ? interval : timespec{};
+    const timespec &usual = silentTicks >= ticksToSilence ? silentInterval : interval;
+    timespec first = isRunning && !isStreaming ? usual : timespec{};
     timespec next = first;
     pw_loop_update_timer(loop, timer, &first, &next, false);
 }

@@ -5,8 +5,8 @@
 #include "platform/pipewire/renderpath.h"
 
 /// Stands between a stream and its path, and lets the path's client go on giving sound while the
-/// graph does not ask for it, often enough that no queue of 60 ms overflows. With the loop locked
-/// but for process().
+/// graph does not ask for it, often enough that no queue of 60 ms overflows; a client that has
+/// none is asked now and then only. With the loop locked but for process().
 class IdleClock final : public StreamHandler
 {
 public:
@@ -24,6 +24,7 @@ public:
 
 private:
     static void onTime(void *data, uint64_t);
+    void onTick();
     void arm();
 
     RenderPath &path;
@@ -31,4 +32,5 @@ private:
     spa_source *const timer;
     bool isRunning = false;
     bool isStreaming = false;
+    int silentTicks = 0; ///< in a row
 };

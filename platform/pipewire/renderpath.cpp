@@ -188,18 +188,20 @@ HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
     if (frames > requested)
         return AUDCLNT_E_INVALID_SIZE;
     isRequested = false;
+    const bool isSilent = (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0;
+    if (frames > 0 && !isSilent) {
+        soundlessFrames.store(0);
+        hasSounded.store(true);
+    }
     if (std::exchange(drops, false)) {
         ring.discard();
         if (isIdle.load())
             return S_OK;
         keepNewest(frames);
     }
-    const bool isSilent = (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0;
     if (isSilent) {
         limitSilence(frames);
         std::memset(staging.data(), 0, size_t(frames) * frameBytes);
-    } else if (frames > 0) {
-        soundlessFrames.store(0);
     }
     ring.write(staging.data(), frames * frameBytes);
     return S_OK;

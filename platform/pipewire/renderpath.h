@@ -26,6 +26,8 @@ public:
     /// The graph has not come for sound for a while: calls the client in its place. The loop's
     /// thread.
     void idle() noexcept;
+    /// Whether the client has given sound since this was last asked. The loop's thread.
+    [[nodiscard]] bool takeSounded() noexcept { return hasSounded.exchange(false); }
 
     // The client's side; one thread at a time.
 
@@ -49,6 +51,7 @@ private:
     std::vector<BYTE> staging;
     BacklogWatch backlog{0, 0};               ///< the data thread's
     std::atomic<uint64_t> soundlessFrames{0}; ///< played since the client last gave sound
+    std::atomic<bool> hasSounded{false};
     std::atomic<uint32_t> grantedFrames{periodFrames};
     std::atomic<uint32_t> visibleFrames{periodFrames}; ///< what the client was last told
     std::atomic<bool> canDelay{false};                 ///< its event has a timer

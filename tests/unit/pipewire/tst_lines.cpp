@@ -121,6 +121,33 @@ private slots:
                  qPrintable(QString::number(heard.oldFrames)));
     }
 
+    void aSilentClientIsCalledNowAndThenOnly()
+    {
+        std::atomic<bool> isSilent{true};
+        Stream stream(lineTarget(eRender));
+        QCOMPARE(stream.open(), S_OK);
+        const RenderLoop loop(stream, [&](BYTE *, UINT32) {
+            return isSilent ? DWORD(AUDCLNT_BUFFERFLAGS_SILENT) : DWORD(0);
+        });
+        // A call that comes late makes the next one come early: two distances show the longer.
+        const auto longerOfTwo = [&] {
+            QElapsedTimer timer;
+            qint64 longer = 0;
+            for (int i = 0; i < 2; ++i) {
+                const int before = loop.rounds();
+                timer.start();
+                while (loop.rounds() == before && timer.elapsed() < 30'000)
+                    QTest::qWait(1);
+                longer = std::max(longer, timer.elapsed());
+            }
+            return longer;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(longerOfTwo() > 300, 30'000);
+        QTRY_VERIFY_WITH_TIMEOUT(longerOfTwo() > 300, 30'000);
+        isSilent = false;
+        QTRY_VERIFY_WITH_TIMEOUT(longerOfTwo() < 200, 30'000);
+    }
+
     void aLineIsIdleAgainWhenTheRecorderHasGone()
     {
         const LinePlayer player;

@@ -4,6 +4,7 @@
 
 #include "platform/linux/processfiles.h"
 #include "platform/linux/processhandle.h"
+#include "platform/linux/workingset.h"
 #include "platform/posix/lasterror.h"
 #include "platform/posix/widetext.h"
 
@@ -11,8 +12,13 @@ namespace
 {
 struct OpenProcessObject final : public posix::Object
 {
-    explicit OpenProcessObject(quint32 pid) : pid(pid) {}
+    OpenProcessObject(quint32 pid, std::unique_ptr<WorkingSet> workingSet)
+        : pid(pid), workingSet(std::move(workingSet))
+    {
+    }
     const quint32 pid;
+    /// Null where trimming was not asked for.
+    const std::unique_ptr<WorkingSet> workingSet;
 };
 
 struct ProcessList final : public posix::Object
@@ -25,6 +31,21 @@ BOOL fails(DWORD error)
 {
     posix::setLastError(error);
     return FALSE;
+}
+
+DWORD errorOf(std::errc error)
+{
+    switch (error) {
+    case std::errc::no_such_process:
+        return ERROR_INVALID_PARAMETER;
+    case std::errc::function_not_supported:
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    case std::errc::too_many_files_open:
+    case std::errc::not_enough_memory:
+        return ERROR_NOT_ENOUGH_MEMORY;
+    default:
+        return ERROR_ACCESS_DENIED;
+    }
 }
 
 // One that has ended since the list was made is passed over.
@@ -61,7 +82,31 @@ HANDLE OpenProcess(DWORD desiredAccess, BOOL, DWORD processId)
         fails(ERROR_ACCESS_DENIED);
         return nullptr;
     }
-    return posix::createHandle(std::make_unique<OpenProcessObject>(processId));
+    std::unique_ptr<WorkingSet> workingSet;
+    if (desiredAccess & PROCESS_SET_QUOTA) {
+        auto opened = WorkingSet::open(processId);
+        if (const auto *error = std::get_if<std::errc>(&opened)) {
+            fails(errorOf(*error));
+            return nullptr;
+        }
+        workingSet = std::get<std::unique_ptr<WorkingSet>>(std::move(opened));
+    }
+    return posix::createHandle(
+        std::make_unique<OpenProcessObject>(processId, std::move(workingSet)));
+}
+
+BOOL SetProcessWorkingSetSize(HANDLE handle, SIZE_T minimumBytes, SIZE_T maximumBytes)
+{
+    constexpr auto asSmallAsCanBe = static_cast<SIZE_T>(-1);
+    if (minimumBytes != asSmallAsCanBe || maximumBytes != asSmallAsCanBe)
+        return fails(ERROR_INVALID_PARAMETER);
+    const posix::ReferenceTo<OpenProcessObject> process(handle);
+    if (!process)
+        return fails(ERROR_INVALID_HANDLE);
+    if (!process->workingSet)
+        return fails(ERROR_ACCESS_DENIED);
+    const std::errc error = process->workingSet->trim();
+    return error == std::errc() ? TRUE : fails(errorOf(error));
 }
 
 BOOL QueryFullProcessImageNameW(HANDLE process, DWORD, LPWSTR name, DWORD *size)

@@ -96,6 +96,24 @@ QString desktopId(quint32 pid)
     return id.isEmpty() ? scopeId(pid) : id;
 }
 
+QList<std::pair<quintptr, quintptr>> memoryRegions(quint32 pid)
+{
+    QList<std::pair<quintptr, quintptr>> result;
+    QFile file(pathOf(pid, "maps"));
+    if (!file.open(QIODevice::ReadOnly))
+        return result;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        // "7f12a000-7f12b000 r--p ... /usr/lib/libc.so.6"
+        const auto dash = line.indexOf('-');
+        const auto blank = line.indexOf(' ');
+        if (dash < 0 || blank < dash || line.endsWith("[vsyscall]"))
+            continue;
+        result.append({line.left(dash).toULongLong(nullptr, 16),
+                       line.mid(dash + 1, blank - dash - 1).toULongLong(nullptr, 16)});
+    }
+    return result;
+}
+
 QList<quint32> all()
 {
     QList<quint32> result;

@@ -4,6 +4,8 @@
 #include <QList>
 #include <QString>
 
+#include <utility>
+
 namespace processfiles
 {
 /// Where the process files stand; a test may put some of its own elsewhere. Ends with a slash.
@@ -22,6 +24,11 @@ void setRoot(const QString &folder);
 /// The ID of the desktop entry that the process was started for: that of its sandbox, else the one
 /// that its session's scope names. Empty if none does.
 [[nodiscard]] QString desktopId(quint32 pid);
+
+/// The address ranges that the process has mapped, begin and end of each, lowest first; without the
+/// kernel's own page behind all others. Empty for a process that is gone or that we may not look
+/// into.
+[[nodiscard]] QList<std::pair<quintptr, quintptr>> memoryRegions(quint32 pid);
 
 /// All processes, in no order.
 [[nodiscard]] QList<quint32> all();

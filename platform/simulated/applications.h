@@ -24,7 +24,8 @@ struct Application
     bool isClosed = false;
 };
 
-/// Puts a process there, in place of one with its ID.
+/// Puts a process there, in place of one with its ID. After a reset there is only the own one, of
+/// which nothing is told.
 void setApplication(const Application &application);
 
 struct Package

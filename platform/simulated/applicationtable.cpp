@@ -1,6 +1,7 @@
 #include "platform/simulated/applicationtable.h"
 
 #include "platform/simulated/immortal.h"
+#include "platform/vocabulary/kernel.h"
 
 #include <QMap>
 
@@ -13,10 +14,18 @@ namespace simulated
 namespace
 {
 
+// A process can always open itself.
+QMap<DWORD, Application> ownProcessOnly()
+{
+    Application self;
+    self.processId = GetCurrentProcessId();
+    return {{self.processId, self}};
+}
+
 struct Tables
 {
     std::mutex mutex;
-    QMap<DWORD, Application> applications;
+    QMap<DWORD, Application> applications = ownProcessOnly();
     QMap<QString, Package> packages;
     QMap<QString, QString> indirectStrings;
     UINT translationBytes = 4;
@@ -114,7 +123,7 @@ std::optional<QString> findIndirectString(const QString &source)
 void resetApplications()
 {
     const std::lock_guard lock(tables().mutex);
-    tables().applications.clear();
+    tables().applications = ownProcessOnly();
     tables().packages.clear();
     tables().indirectStrings.clear();
     tables().translationBytes = 4;

@@ -1,4 +1,4 @@
-// Processes, their modules and their list.
+// Processes, their modules, their working sets and their list.
 #include "platform/vocabulary/processes.h"
 
 #include "platform/posix/handletable.h"
@@ -118,6 +118,16 @@ DWORD K32GetModuleBaseNameW(HANDLE process, HMODULE, LPWSTR name, DWORD size)
     if (!application)
         return 0;
     return posix::copyWideText(application->moduleName, name, size).value_or(0);
+}
+
+BOOL SetProcessWorkingSetSize(HANDLE process, SIZE_T minimumBytes, SIZE_T maximumBytes)
+{
+    return failsWithError(QStringLiteral("SetProcessWorkingSetSize %1 %2 %3")
+                              .arg(simulated::processOfHandle(process))
+                              .arg(qint64(minimumBytes))
+                              .arg(qint64(maximumBytes)))
+               ? FALSE
+               : TRUE;
 }
 
 HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD)

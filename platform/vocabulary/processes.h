@@ -1,4 +1,5 @@
-// Other processes: opening them, their executable, their modules, and the list of all.
+// Other processes: opening them, their executable, their modules, their working set, and the list
+// of all.
 #pragma once
 
 #include "platform/vocabulary/kernel.h"
@@ -6,6 +7,7 @@
 using HMODULE = struct HINSTANCE__ *;
 
 inline constexpr DWORD PROCESS_VM_READ = 0x0010;
+inline constexpr DWORD PROCESS_SET_QUOTA = 0x0100;
 inline constexpr DWORD PROCESS_QUERY_INFORMATION = 0x0400;
 inline constexpr DWORD PROCESS_QUERY_LIMITED_INFORMATION = 0x1000;
 inline constexpr DWORD TH32CS_SNAPPROCESS = 0x0002;
@@ -29,6 +31,11 @@ BOOL QueryFullProcessImageNameW(HANDLE process, DWORD flags, LPWSTR name, DWORD 
 BOOL K32EnumProcessModules(HANDLE process, HMODULE *modules, DWORD bytes, DWORD *needed);
 /// The module's file name without its folder; the number of characters, 0 on failure.
 DWORD K32GetModuleBaseNameW(HANDLE process, HMODULE module, LPWSTR name, DWORD size);
+
+/// With both bounds at -1, takes as many pages as it can out of the process's working set. FALSE
+/// when the process has ended or the system refuses. The handle must be open for
+/// PROCESS_SET_QUOTA.
+BOOL SetProcessWorkingSetSize(HANDLE process, SIZE_T minimumBytes, SIZE_T maximumBytes);
 
 /// A snapshot for CloseHandle; INVALID_HANDLE_VALUE on failure.
 HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD processId);

@@ -132,6 +132,7 @@ void QuorvaneWidget::startServices()
     qInfo() << "try to enable virtual devices : end";
 
     printEndpointDeviceNames();
+    registerDeviceUnplugNotification();
     openDevices();
 
     qInfo() << "try to start websocket server : begin";

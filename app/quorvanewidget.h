@@ -30,6 +30,7 @@ class WebSocketServer;
 class tavoriInputDevice;
 class tavoriOutputDevice;
 struct Channel;
+struct DevicePath;
 
 /// The controller, and the (hidden) diagnostic window. Everything happens on the main thread.
 /// The constructor brings all services up and starts to listen; nothing in it is fatal.
@@ -57,6 +58,10 @@ public slots:
     void restoreWindow(QString arguments);
     /// Writes one info line to the log.
     void printfInfo(QString info);
+
+protected:
+    /// Tells in the log which devices come and go. Always false: the message goes on to Qt.
+    bool nativeEvent(const QByteArray &eventType, void *message, qintptr *result) override;
 
 private slots:
     void startRecord();
@@ -233,6 +238,12 @@ private:
     /// lock.
     [[nodiscard]] qsizetype findHidDevice(const QJsonObject &deviceInfo) const;
 
+    // Devices that come and go
+    void registerDeviceUnplugNotification();
+    void onDeviceChange(const void *broadcast, bool arrived);
+    void onDeviceInterfaceChange(const QString &name, bool arrived);
+    [[nodiscard]] bool isOfLastUsbDevice(const DevicePath &path) const;
+
     // The diagnostic window
     void buildWindow();
     void printEndpointDeviceNames();
@@ -269,6 +280,10 @@ private:
     PlayerPointer streamingMicrophonePlayer;
     MemoryCheck *memoryCheck = nullptr;
     QPointer<QTimer> alertTimer;
+    /// Of the USB device that arrived last.
+    int lastUsbVid = 0;
+    int lastUsbPid = 0;
+    QString lastUsbSerial;
     QList<HidEntry> hidDevices;
     /// Guards the list and its threads.
     QMutex hidDevicesMutex;

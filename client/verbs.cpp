@@ -11,7 +11,7 @@ constexpr const char *mixHelp =
     "Mixes sound in streamer mode. The program keeps what it is told in any mode, and reports no\n"
     "result: success means that it has taken the command.\n";
 
-constexpr std::array<Verb, 20> table{{
+constexpr std::array<Verb, 21> table{{
     {"outputs",
      "",
      "list the outputs with their levels",
@@ -161,6 +161,16 @@ constexpr std::array<Verb, 20> table{{
      3,
      {},
      hid},
+    {"trim",
+     "PID",
+     "give a process's idle memory back, time and again",
+     "Every ten minutes, the first time in ten minutes. The program reports no result: success "
+     "means\n"
+     "that it has taken the command. Its log tells when it may not touch the process.\n",
+     1,
+     1,
+     {},
+     trimProcess},
     {"send",
      "EVENT [JSON]",
      "send any command and show what comes back",

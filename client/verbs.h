@@ -40,6 +40,7 @@ Exit personalMix(Session &session, const QStringList &arguments);
 Exit streamingMix(Session &session, const QStringList &arguments);
 Exit balance(Session &session, const QStringList &arguments);
 Exit hid(Session &session, const QStringList &arguments);
+Exit trimProcess(Session &session, const QStringList &arguments);
 Exit sendCommand(Session &session, const QStringList &arguments);
 Exit watchEvents(Session &session, const QStringList &arguments);
 Exit quitProgram(Session &session, const QStringList &arguments);

@@ -17,10 +17,10 @@
 
 namespace
 {
-const QStringList allVerbs{"outputs", "inputs", "route", "apps",     "move",
-                           "default", "volume", "mute",  "louder",   "softer",
-                           "add",     "remove", "mode",  "personal", "streaming",
-                           "balance", "hid",    "send",  "watch",    "quit"};
+const QStringList allVerbs{"outputs", "inputs",   "route",     "apps",    "move", "default",
+                           "volume",  "mute",     "louder",    "softer",  "add",  "remove",
+                           "mode",    "personal", "streaming", "balance", "hid",  "trim",
+                           "send",    "watch",    "quit"};
 
 /// A call of each verb that is well formed.
 const QList<QStringList> eachVerb{{"outputs"},
@@ -42,6 +42,7 @@ const QList<QStringList> eachVerb{{"outputs"},
                                   {"streaming", "add", "Gaming"},
                                   {"balance", "50", "150"},
                                   {"hid", "open", "1234:5678"},
+                                  {"trim", "4711"},
                                   {"send", "getOutputDeviceInfos"},
                                   {"watch", "--count", "1"},
                                   {"quit"}};

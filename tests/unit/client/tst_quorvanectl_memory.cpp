@@ -1,0 +1,66 @@
+// The verb for other programs' memory.
+#include "clientrun.h"
+#include "fakeprogram.h"
+
+#include <QTest>
+
+#include <memory>
+
+class TestQuorvanectlMemory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        program = std::make_unique<FakeProgram>();
+        QVERIFY(program->listen());
+    }
+    void cleanup() { program.reset(); }
+
+    void theProcessIsNamed()
+    {
+        const Outcome outcome = run({"trim", "4711"});
+        QCOMPARE(outcome.code, int(Ok));
+        QCOMPARE(outcome.out, QStringLiteral("4711: asked to trim every ten minutes\n"));
+        const QList<QJsonObject> orders = program->received("addMemoryCheck");
+        QCOMPARE(orders.size(), 1);
+        QCOMPARE(orders.first().value("payload").toObject(), QJsonObject({{"pid", 4711}}));
+    }
+
+    void scriptsGetAnObject()
+    {
+        const Outcome outcome = run({"--json", "trim", "4711"});
+        QCOMPARE(outcome.code, int(Ok));
+        QCOMPARE(outcome.json(), QJsonObject({{"pid", 4711}}));
+    }
+
+    void usageIsChecked_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("nothing") << QStringList{"trim"};
+        QTest::newRow("two") << QStringList{"trim", "1", "2"};
+        QTest::newRow("a name") << QStringList{"trim", "firefox"};
+        QTest::newRow("zero") << QStringList{"trim", "0"};
+        QTest::newRow("negative") << QStringList{"trim", "--", "-1"};
+        QTest::newRow("too large") << QStringList{"trim", "2147483648"};
+        QTest::newRow("empty") << QStringList{"trim", ""};
+    }
+    void usageIsChecked()
+    {
+        QFETCH(const QStringList, arguments);
+        QCOMPARE(run(arguments).code, int(Usage));
+        QVERIFY(program->messages.isEmpty());
+    }
+
+private:
+    Outcome run(const QStringList &arguments)
+    {
+        return Run(QStringList{"--port", QString::number(program->port())} + arguments).finish();
+    }
+
+    std::unique_ptr<FakeProgram> program;
+};
+
+QTEST_GUILESS_MAIN(TestQuorvanectlMemory)
+#include "tst_quorvanectl_memory.moc"

@@ -153,10 +153,14 @@ private:
             return E_POINTER;
         *result = nullptr;
         QString text;
-        if (const HRESULT answer = read(interfaceName, method, &text, field); answer != S_OK)
+        const HRESULT answer = read(interfaceName, method, &text, field);
+        if (FAILED(answer))
             return answer;
+        // Who is to give another success than S_OK gives the text all the same.
+        if (answer != S_OK)
+            text = session(number).*field;
         *result = posix::taskMemoryString(text);
-        return *result ? S_OK : E_OUTOFMEMORY;
+        return *result ? answer : E_OUTOFMEMORY;
     }
 
     const SessionNumber number;

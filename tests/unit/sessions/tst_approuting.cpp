@@ -351,6 +351,19 @@ private slots:
         QCOMPARE(subject.infoAt(subject.microphone)["inDefaultEndpoint"], false);
     }
 
+    void anEndpointInAnotherCaseIsAnother()
+    {
+        Subject subject;
+        const QString extra =
+            simulated::addEndpoint({.name = "Extra", .id = "{0.0.0.00000000}.{abc}"});
+        simulated::addSession({.endpointId = extra, .processId = playerId});
+        simulated::setSettings(settingsPath, {{"one",
+                                               {{".", "\\Device\\HarddiskVolume3\\a\\player"},
+                                                {"000_000", longForm(extra.toUpper())}}}});
+        subject.start();
+        QCOMPARE(subject.infoAt(extra)["audioEndpointID"], "");
+    }
+
     void anEmptyRouteIsTheDefault()
     {
         Subject subject;
@@ -388,6 +401,7 @@ private slots:
         row("package in another case", "maker.player_abc!App", "", folder, false);
         row("package of another maker", "Maker.Player_xyz!App", "", folder, false);
         row("another package", "Maker.Other_abc!App", "", folder, false);
+        row("a path of two pieces", "C:!App", "", "C:\\p.exe", true);
         row("a path of one piece", packaged, "", "Maker.Player_abc", false);
         row("slashes are no pieces", packaged, "", "C:/Maker.Player_abc/p.exe", false);
         row("nothing at all", "", "game.exe", "C:\\Games\\game.exe", false);

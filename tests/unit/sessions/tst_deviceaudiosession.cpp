@@ -50,6 +50,31 @@ struct Subject : SessionFixture
     std::unique_ptr<DeviceAudioSession> device;
 };
 
+/// A session manager without sessions, which shows who listens for new ones.
+class EmptyManager : public IAudioSessionManager2
+{
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE GetSessionEnumerator(IAudioSessionEnumerator **) override
+    {
+        return E_FAIL;
+    }
+    HRESULT STDMETHODCALLTYPE RegisterSessionNotification(IAudioSessionNotification *sink) override
+    {
+        listener = dynamic_cast<QObject *>(sink);
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE UnregisterSessionNotification(IAudioSessionNotification *) override
+    {
+        listener = nullptr;
+        return S_OK;
+    }
+
+    QPointer<QObject> listener;
+};
+
 } // namespace
 
 class TestDeviceAudioSession : public QObject
@@ -333,6 +358,19 @@ private slots:
         subject.add(gameId);
         subject.device->onSessionCreated();
         QCOMPARE(subject.signalLog.take(1), subject.updates(2));
+        // The one that was there already stays as it is.
+        QCOMPARE(subject.log.lines().filter("Repetitive audio session:").size(), 1);
+    }
+
+    void listenerKnowsItsEndpoint()
+    {
+        EmptyManager manager;
+        {
+            const DeviceAudioSession device(false, "{endpoint}", &manager);
+            QVERIFY(manager.listener);
+            QCOMPARE(manager.listener->property("deviceID").toString(), "{endpoint}");
+        }
+        QVERIFY(!manager.listener);
     }
 
     void nullSessionStartsNothing()
@@ -349,14 +387,16 @@ private slots:
     void refreshTimerCanBeGone()
     {
         Subject subject;
+        subject.add(gameId);
         subject.start();
         delete subject.device->findChild<QTimer *>();
         subject.add(playerId);
         QElapsedTimer sinceCall;
         sinceCall.start();
         subject.device->onSessionCreated();
-        QCOMPARE(subject.signalLog.take(1), subject.updates(1));
+        QCOMPARE(subject.signalLog.take(1), subject.updates(2));
         QVERIFY(sinceCall.elapsed() >= 475); // a coarse timer may be 5 percent early
+        QCOMPARE(subject.log.lines().filter("Repetitive audio session:").size(), 1);
     }
 
     void refreshTimerIsPrecise()

@@ -252,6 +252,39 @@ private slots:
                  changed);
     }
 
+    void anApplicationMovesInTheDirectionThatIsTold_data()
+    {
+        QTest::addColumn<QJsonObject>("direction");
+        QTest::addColumn<int>("flow");
+        QTest::newRow("output") << QJsonObject{{"deviceType", "outputDevice"}} << int(eRender);
+        QTest::newRow("input") << QJsonObject{{"deviceType", "inputDevice"}} << int(eCapture);
+        QTest::newRow("not told") << QJsonObject() << int(eRender);
+        QTest::newRow("anything else")
+            << QJsonObject{{"deviceType", "inputdevice"}} << int(eRender);
+    }
+
+    void anApplicationMovesInTheDirectionThatIsTold()
+    {
+        QFETCH(QJsonObject, direction);
+        QFETCH(const int, flow);
+        Subject subject;
+        subject.start();
+        simulated::clearCalls();
+        direction.insert("appProcessID", int(playerId));
+        direction.insert("appName", "Player");
+        direction.insert("audioEndpointID",
+                         flow == eCapture ? subject.microphone : subject.headset);
+        direction.insert("fromAudioEndpointID", subject.speakers);
+        subject.send("setAppDefaultAudioEndpoint", direction);
+        QCOMPARE(subject.waitForEvent("finishSetAppDefaultAudioEndpoint").value("appName"),
+                 QJsonValue("Player"));
+        const QStringList orders = simulated::calls().filter("::SetPersistedDefaultAudioEndpoint");
+        QVERIFY(!orders.isEmpty());
+        const QString told =
+            QString("::SetPersistedDefaultAudioEndpoint %1 %2 ").arg(int(playerId));
+        QCOMPARE(orders.filter(told.arg(flow)), orders);
+    }
+
     void sessionsCanBeMissing()
     {
         Subject fixture;

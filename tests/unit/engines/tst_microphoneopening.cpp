@@ -272,6 +272,7 @@ void TestMicrophoneOpening::mixFormatStays_data()
     QTest::newRow("nothing to allocate from") << 2 << 48000 << false;
     QTest::newRow("nor for an extensible one") << 6 << 48000 << false;
     QTest::newRow("no rate") << 2 << 0 << true;
+    QTest::newRow("no channels") << 0 << 48000 << true;
 }
 
 void TestMicrophoneOpening::mixFormatStays()

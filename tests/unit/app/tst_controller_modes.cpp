@@ -43,12 +43,34 @@ private slots:
         QCOMPARE(simulated::defaultEndpoint(eRender), fixture.speakers);
     }
 
+    void theDefaultsStay()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        const QString other = simulated::addEndpoint({.name = "Other", .flow = eCapture});
+        // The system takes another default whenever endpoints come or go.
+        simulated::onCall("IPolicyConfig::SetEndpointVisibility", [&] {
+            simulated::setDefault(eRender, fixture.headset);
+            simulated::setDefault(eCapture, other);
+        });
+        for (const char *mode : {"StreamerMode", "NormalMode"}) {
+            fixture.send("setControlMode", {{"mode", mode}});
+            fixture.settle();
+            QCOMPARE(simulated::defaultEndpoint(eRender), fixture.speakers);
+            QCOMPARE(simulated::defaultEndpoint(eCapture), fixture.microphone);
+        }
+    }
+
     void noDefaultMeansNoDefaultCall()
     {
         ControllerFixture fixture;
         fixture.start();
         simulated::setDefault(eRender, QString());
         simulated::setDefault(eCapture, QString());
+        // Stream becomes the default where there was none, and may stay it.
+        const QString stream = fixture.renderId(tavoriStream);
+        simulated::onCall("IPolicyConfig::SetEndpointVisibility",
+                          [stream] { simulated::setDefault(eRender, stream); });
         simulated::clearCalls();
         fixture.send("setControlMode", {{"mode", "StreamerMode"}});
         fixture.send("setControlMode", {{"mode", "NormalMode"}});
@@ -174,11 +196,13 @@ private slots:
         simulated::clearCalls();
         for (const char *command : {"addOutputDevice", "removeOutputDevice"})
             fixture.send(command, {{"outputDeviceName", "Aux2"}});
+        (void)fixture.waitForEvent("finishAddOutputDevice");
         (void)fixture.waitForEvent("finishRemoveOutputDevice");
         QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
 
         // Any other default is the default afterwards.
         for (const char *command : {"addOutputDevice", "removeOutputDevice"}) {
+            simulated::clearCalls();
             simulated::setDefault(eRender, fixture.headset);
             simulated::onCall("IPolicyConfig::SetEndpointVisibility",
                               [id] { simulated::setDefault(eRender, id); });
@@ -187,6 +211,15 @@ private slots:
                                            ? "finishAddOutputDevice"
                                            : "finishRemoveOutputDevice");
             QCOMPARE(simulated::defaultEndpoint(eRender), fixture.headset);
+            // What is added opens before.
+            const QStringList calls = simulated::calls();
+            const auto firstOf = [&](const QString &call) {
+                const QStringList found = calls.filter(call);
+                return found.isEmpty() ? calls.size() : calls.indexOf(found.first());
+            };
+            if (command == QString("addOutputDevice"))
+                QVERIFY2(firstOf("CreateFileW") < firstOf("SetDefaultEndpoint"),
+                         qPrintable(calls.join("\n")));
         }
     }
 

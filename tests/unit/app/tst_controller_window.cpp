@@ -72,6 +72,22 @@ private slots:
         QCOMPARE(window.combo->findText("Speakers"), -1);
     }
 
+    void namesLookVirtualAtBothEnds()
+    {
+        ControllerFixture fixture;
+        const QStringList others{"Headset (tavori Virtual Audio Device)", "tavori - Headset",
+                                 "Tavori - Headset (tavori Virtual Audio Device)"};
+        for (const QString &name : others)
+            simulated::addEndpoint({.name = name});
+        const QString alike = "tavori - Headset (tavori Virtual Audio Device)";
+        simulated::addEndpoint({.name = alike});
+        fixture.start();
+        const auto *combo = fixture.widget->findChild<QComboBox *>();
+        for (const QString &name : others)
+            QCOMPARE(combo->findText(name, Qt::MatchExactly | Qt::MatchCaseSensitive), -1);
+        QVERIFY(combo->findText(alike, Qt::MatchExactly | Qt::MatchCaseSensitive) >= 0);
+    }
+
     void listingIsLogged()
     {
         const Window window;

@@ -204,8 +204,12 @@ void TestMicrophoneOutputs::endpointDecidesAtEachChange()
 {
     const Output output = openOutput("Headset");
     capturer->setStreamingSynthesizerOutput(output.player);
+    // Elsewhere the stream speaker's values are stored only.
+    output.player->setVolume(0.75f);
     capturer->setStreamSpeakerVolume(25);
-    QCOMPARE(output.player->getVolume(), 1.0f);
+    capturer->setStreamSpeakerMute(true);
+    capturer->setStreamSpeakerMute(false);
+    QCOMPARE(output.player->getVolume(), 0.75f);
     const QString name = channelOfType(tavoriStream)->fullName();
     output.player->openDevice(simulated::addEndpoint({.name = name}), name);
     capturer->setStreamingVolume(50);

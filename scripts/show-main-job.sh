@@ -51,10 +51,13 @@ await_listening() {
     return 1
 }
 
+# Quorvane would take another port then, and the commands below would reach somebody else.
+! ctl outputs >/dev/null 2>&1 || fail "port 24925 is taken: end the Quorvane that runs already"
+
 step "Starting Quorvane"
 build/release/Quorvane &
 quorvane=$!
-await_listening || fail "Quorvane did not come up (another instance?)"
+await_listening || fail "Quorvane did not come up"
 echo "It listens on port 24925; its log is the newest file in"
 echo "${XDG_DATA_HOME:-$HOME/.local/share}/tavori/Quorvane/logs"
 

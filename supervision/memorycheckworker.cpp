@@ -1,6 +1,7 @@
 #include "supervision/memorycheckworker.h"
 
 #include "platform/applications.h"
+#include "platform/signalstack.h"
 #include "platform/threads.h"
 
 #include <QDebug>
@@ -20,6 +21,7 @@ MemoryCheckWorker::MemoryCheckWorker() : workerThread(std::make_unique<QThread>(
 {
     workerThread->setObjectName("MemoryCheck");
     moveToThread(workerThread.get());
+    SignalStack::provideTo(*workerThread);
     workerThread->start(QThread::InheritPriority);
 }
 

@@ -159,6 +159,14 @@ private slots:
         channel(fixture, tavoriChat)
             ->initStreamingSynthesizerAudioOutput(stream, fullName(tavoriStream), {});
         QCOMPARE(gain(fixture, tavoriChat, streamingOf), 0.333188f);
+
+        simulated::setMute(stream, true);
+        moveTo(fullName(tavoriStream), stream);
+        for (int type = tavoriAux; type <= tavoriMedia; ++type)
+            QCOMPARE(gain(fixture, type, streamingOf), 0.0f);
+        simulated::setMute(stream, false);
+        moveTo(fullName(tavoriStream), stream);
+        QCOMPARE(gain(fixture, tavoriChat, streamingOf), 0.132227f);
     }
 
     void theBalanceIsOfGameAndChatAlone()

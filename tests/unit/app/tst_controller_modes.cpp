@@ -185,6 +185,24 @@ private slots:
         QTRY_COMPARE(simulated::openDeviceFiles(file), 0);
     }
 
+    void aChannelClosesThoughItsEndpointStays()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Aux3"}});
+        (void)fixture.waitForEvent("finishAddOutputDevice");
+        (void)fixture.waitForEvent("deviceActive");
+        const QString file = channelOfType(tavoriAux3)->fileSuffix;
+        QCOMPARE(simulated::openDeviceFiles(file), 1);
+        // Nobody tells of an endpoint that could not be hidden.
+        simulated::failNext("IPolicyConfig::SetEndpointVisibility", 0x80004005);
+        fixture.send("removeOutputDevice", {{"outputDeviceName", "Aux3"}});
+        QCOMPARE(fixture.waitForEvent("finishRemoveOutputDevice"),
+                 QJsonObject({{"outputDeviceName", "Aux3"}}));
+        QCOMPARE(simulated::endpoint(fixture.renderId(tavoriAux3)).state, DEVICE_STATE_ACTIVE);
+        QTRY_COMPARE(simulated::openDeviceFiles(file), 0);
+    }
+
     void aDefaultThatIsRemovedIsNotPutBack()
     {
         ControllerFixture fixture;

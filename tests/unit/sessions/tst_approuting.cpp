@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <atomic>
 #include <memory>
 
 namespace
@@ -65,6 +66,31 @@ struct Subject : SessionFixture
     SignalLog signalLog;
     std::unique_ptr<AudioSessionManager> manager;
 };
+
+/// Every event that an application of this name can have, through the manager's own slots. The
+/// info of "Player" has two entries, another's one.
+void raiseAll(AudioSessionManager &manager, const QString &name)
+{
+    const auto raise = [&](const char *slot, const auto &...arguments) {
+        QVERIFY(
+            QMetaObject::invokeMethod(&manager, slot, Qt::BlockingQueuedConnection, arguments...));
+    };
+    const QString none;
+    const int pid = playerId;
+    const auto text = Q_ARG(QString, none);
+    const auto number = Q_ARG(int, pid);
+    const auto application = Q_ARG(QString, name);
+    QJsonObject info{{"sessionProcessName", name}};
+    if (name == "Player")
+        info.insert("sessionDisplayName", "Game");
+    raise("onAudioSessionInfoChanged", text, Q_ARG(QJsonObject, info));
+    raise("onDisplayNameChanged", text, text, text, text, number, application, text);
+    raise("onIconPathChanged", text, text, text, text, number, application, text);
+    raise("onGroupingParamChanged", text, text, text, text, number, application, text, text);
+    for (const char *slot : {"onAudioSessionStateActive", "onAudioSessionStateInactive",
+                             "onAudioSessionStateExpired", "onAudioSessionDisconnected"})
+        raise(slot, text, text, text, text, text, number, application, text);
+}
 
 /// Each endpoint's list is read once, 250 ms after the move and not before.
 void verifyRefreshed(const QStringList &expected)
@@ -191,6 +217,18 @@ private slots:
         QTEST(int(sets.size()), "setCalls");
     }
 
+    void bothRolesMustBeTaken()
+    {
+        Subject subject;
+        AudioSessionManager &manager = subject.start();
+        QCOMPARE(manager.setPersistedDefaultAudioEndpoint(playerId, eRender, subject.headset), 1);
+        for (const char *role : {" 101 0 0", " 101 0 1"}) {
+            simulated::failNext(setCall + role, 0x80070005);
+            QCOMPARE(manager.setPersistedDefaultAudioEndpoint(playerId, eRender, subject.headset),
+                     0);
+        }
+    }
+
     void anotherEndpointReadBackIsARefusal()
     {
         Subject subject;
@@ -233,6 +271,51 @@ private slots:
         // And no more afterwards.
         raise();
         QCOMPARE(subject.finished().filter("Inactive").size(), 2);
+    }
+
+    void everyKindOfEventIsDropped()
+    {
+        Subject subject;
+        subject.start();
+        QStringList during;
+        QStringList atTheEnd;
+        simulated::onCall(setCall + " 101 0 1", [&] {
+            raiseAll(*subject.manager, "Player");
+            raiseAll(*subject.manager, "Game");
+            during = subject.finished();
+        });
+        // When the end is told the move is over.
+        connect(
+            subject.manager.get(), &AudioSessionManager::sigFinishSetAppDefaultAudioEndpoint, this,
+            [&] {
+                raiseAll(*subject.manager, "Player");
+                atTheEnd = subject.finished();
+            },
+            Qt::DirectConnection);
+        QCOMPARE(subject.move(subject.headset), 1);
+        QCOMPARE(during.size(), 8);
+        QCOMPARE(during.filter("Game").size(), 7);
+        QCOMPARE(during.filter("sigAudioSessionInfoChanged(, {1})").size(), 1);
+        QCOMPARE(atTheEnd.filter("Player, ").size(), 8); // and the end itself
+        QCOMPARE(atTheEnd.filter("sigAudioSessionInfoChanged(, {2})").size(), 1);
+    }
+
+    void listsOfTheMovingApplicationAreTold()
+    {
+        Subject subject;
+        subject.start();
+        std::atomic<int> told = 0;
+        connect(
+            subject.manager.get(), &AudioSessionManager::sigUpdateDeviceAudioSessionInfos, this,
+            [&] { ++told; }, Qt::DirectConnection);
+        simulated::onCall(setCall + " 101 0 1", [&] {
+            QMetaObject::invokeMethod(subject.manager.get(), "onUpdateDeviceAudioSessionInfos",
+                                      Qt::QueuedConnection, Q_ARG(QString, subject.speakers),
+                                      Q_ARG(QJsonArray, {}));
+            settle(*subject.manager);
+        });
+        subject.move(subject.headset);
+        QCOMPARE(told.load(), 1);
     }
 
     void eachEndpointIsRefreshedOnce_data()

@@ -168,6 +168,7 @@ private slots:
         const QJsonObject all = subject.manager->getAllAudioSessionInfos(true);
         QCOMPARE(all.value(subject.speakers).toArray().size(), 1);
         QVERIFY(all.contains(late));
+        QCOMPARE(simulated::newSessionSinks(subject.speakers), 1);
         // The signal at the end of a reset tells of nothing.
         QCOMPARE(subject.signalsSoFar(), QStringList("sigUpdateAudioSessionInfos({0})"));
     }
@@ -211,6 +212,9 @@ private slots:
         subject.manager->removeDeviceAudioSession("unknown");
         subject.manager->tryToUpdateDeviceAudioSessionsVolumeOrMute("unknown", TRUE, 1, GUID_NULL);
         subject.manager->onRenderDeviceAdded("unknown");
+        const QString lettered =
+            simulated::addEndpoint({.name = "Lettered", .id = "{0.0.0.00000000}.{abc}"});
+        subject.manager->onRenderDeviceAdded(lettered.toUpper());
         // Of the other direction, so not among those that are looked at.
         subject.manager->onCaptureDeviceAdded(subject.headset);
         QVERIFY(subject.manager->getDeviceAudioSessionInfos("unknown").isEmpty());

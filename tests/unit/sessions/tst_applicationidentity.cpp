@@ -258,6 +258,13 @@ private slots:
         QCOMPARE(calls[create + 3], "IXMLDOMDocument2::load " + installPath + "\\AppxManifest.xml");
     }
 
+    void onlyTheExactSchemeMeansAResource()
+    {
+        setPackageName("MS-Resource:AppName");
+        QCOMPARE(GetAppDisplayNameByPid(pid, false), "MS-Resource:AppName");
+        QCOMPARE(simulated::countCalls("SHLoadIndirectString"), 0);
+    }
+
     void resourceKeys_data()
     {
         QTest::addColumn<QString>("name");

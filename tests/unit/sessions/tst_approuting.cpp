@@ -217,6 +217,13 @@ private slots:
         QTEST(int(sets.size()), "setCalls");
     }
 
+    void onlyProcessZeroIsNone()
+    {
+        Subject subject;
+        AudioSessionManager &manager = subject.start();
+        QCOMPARE(manager.setAppDefaultAudioEndpoint(-5, "Player", subject.headset, {}, eRender), 1);
+    }
+
     void bothRolesMustBeTaken()
     {
         Subject subject;

@@ -222,6 +222,38 @@ private slots:
         QVERIFY(lines.contains("Info: onSetCurrentInputDevice() : end"));
     }
 
+    void theDefaultInputIsNotSetAgain()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        simulated::clearCalls();
+        QJsonObject order = device("Microphone", fixture.microphone);
+        order.insert("deviceType", "inputDevice");
+        fixture.send("setCurrentDevice", order);
+        fixture.settle();
+        QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
+    }
+
+    void onlyTheMicrophoneTakesAnInput()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        QJsonObject order = device("Microphone", fixture.microphone);
+        order.insert("deviceType", "inputDevice");
+        for (const tavoriDeviceType type : {tavoriGame, tavoriStream}) {
+            fixture.log.clear();
+            order.insert("routeDeviceName", fullName(type));
+            fixture.send("switchDevice", order);
+            fixture.settle();
+            QVERIFY(fixture.log.lines().contains("Critical: Unknown device!"));
+        }
+        QVERIFY(simulated::captureStreams(fixture.microphone).isEmpty());
+        order.insert("routeDeviceName", fullName(tavoriChatCapture));
+        fixture.send("switchDevice", order);
+        fixture.settle();
+        QVERIFY(simulated::waitForCaptureStream(fixture.microphone));
+    }
+
     void channelIsSwitched_data()
     {
         QTest::addColumn<int>("type");

@@ -99,6 +99,7 @@ void TestMicrophonePackets::packetsLeftAtStopAreDropped()
     QVERIFY(hold.waitUntilHeld());
     hold.endWithStop();
     capturer->stopCapture();
+    QCOMPARE(simulated::countCalls("IAudioCaptureClient::GetBuffer"), 1);
 
     // Only what comes after it is heard.
     stream = start();

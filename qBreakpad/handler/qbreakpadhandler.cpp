@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QList>
 #include <QUrl>
 
 #include <atomic>
@@ -77,11 +78,11 @@ void QBreakpadHandler::sendDumps()
 {
     if (d->dumpPath.isEmpty())
         return;
+    // They last until the process ends: never deleted, the list neither.
+    static auto *const uploaders = new QList<QBreakpadHttpUploader *>;
     const QDir directory(d->dumpPath);
     for (const QString &name : directory.entryList({"*.dmp"})) {
-        // Never deleted: an upload may take as long as the process lives.
-        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
-        auto *uploader = new QBreakpadHttpUploader(d->uploadUrl, nullptr);
-        uploader->uploadDump(d->dumpPath + "/" + name);
+        uploaders->append(new QBreakpadHttpUploader(d->uploadUrl, nullptr));
+        uploaders->last()->uploadDump(d->dumpPath + "/" + name);
     }
 }

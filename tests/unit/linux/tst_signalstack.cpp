@@ -85,7 +85,6 @@ private slots:
         std::size_t size = 0;
         QMetaObject::invokeMethod(
             &worker, [&size] { size = stackSize(); }, Qt::BlockingQueuedConnection);
-        worker.moveToThread(nullptr);
         thread.quit();
         QVERIFY(thread.wait());
         QVERIFY(size >= leastSize);

@@ -187,15 +187,17 @@ private slots:
     {
         const LogCapture log;
         QBreakpadHttpUploader uploader(url());
+        QBreakpadHttpUploader other(url());
         const QSignalSpy finished(&uploader, &QBreakpadHttpUploader::finished);
+        const QSignalSpy otherFinished(&other, &QBreakpadHttpUploader::finished);
         uploader.uploadDump(folder->filePath("missing.dmp"));
         QVERIFY(folder->isValid() && QDir(folder->path()).mkdir("directory.dmp"));
-        uploader.uploadDump(folder->filePath("directory.dmp"));
+        other.uploadDump(folder->filePath("directory.dmp"));
         // What would have been posted would be there before what is posted now.
         post(writeDump("a.dmp", "MDMP"));
         QCOMPARE(server->forms().size(), 1);
-        QCOMPARE(finished.size(), 0);
-        QCOMPARE(log.lines().filter("pload"), QStringList());
+        QCOMPARE(finished.size() + otherFinished.size(), 0);
+        QCOMPARE(log.lines().filter("Upload error"), QStringList());
     }
 
     void finishedObjectCanSendAgain()
@@ -249,9 +251,11 @@ private slots:
     {
         const LogCapture log;
         post(writeDump("a.dmp", "MDMP"));
-        QCOMPARE(log.lines(),
-                 QStringList("Warning: QObject::connect: No such signal "
-                             "QNetworkReplyHttpImpl::error(QNetworkReply::NetworkError)"));
+        QCOMPARE(log.lines().size(), 1);
+        // Without optimisation Qt adds the place.
+        QVERIFY(log.lines().first().startsWith(
+            "Warning: QObject::connect: No such signal "
+            "QNetworkReplyHttpImpl::error(QNetworkReply::NetworkError)"));
     }
 
 private:

@@ -211,6 +211,9 @@ private slots:
         fixture.send("addOutputDevice", {{"outputDeviceName", "Aux2"}});
         (void)fixture.waitForEvent("finishAddOutputDevice");
         simulated::setDefault(eRender, id);
+        // The system picks another one then, which stays.
+        simulated::onCall("IPolicyConfig::SetEndpointVisibility",
+                          [&] { simulated::setDefault(eRender, fixture.headset); });
         simulated::clearCalls();
         for (const char *command : {"addOutputDevice", "removeOutputDevice"})
             fixture.send(command, {{"outputDeviceName", "Aux2"}});

@@ -21,9 +21,14 @@ int openProcessDescriptor(quint32 pid)
 }
 
 // By number: the C library has had a wrapper only since of late.
-long adviseToPageOut(int descriptor, const iovec *regions, std::size_t count)
+long advise(int descriptor, const iovec *regions, std::size_t count, int advice)
 {
-    return ::syscall(SYS_process_madvise, descriptor, regions, count, MADV_PAGEOUT, 0);
+    return ::syscall(SYS_process_madvise, descriptor, regions, count, advice, 0);
+}
+
+bool isOurOwn(quint32 pid)
+{
+    return pid == static_cast<quint32>(::getpid());
 }
 
 /// Errors that every further region would meet too.
@@ -40,30 +45,36 @@ WorkingSet::Opened WorkingSet::open(quint32 pid)
         return static_cast<std::errc>(errno);
     std::unique_ptr<WorkingSet> result(new WorkingSet(pid, descriptor));
     // No region at all: this only asks whether we may.
-    if (adviseToPageOut(descriptor, nullptr, 0) == 0)
+    if (advise(descriptor, nullptr, 0, result->advice) == 0)
         return result;
     const int error = errno;
     result->mayActForOthers = false;
-    if (error == ESRCH || pid != static_cast<quint32>(::getpid()))
+    if (error == ESRCH || !isOurOwn(pid))
         return static_cast<std::errc>(error);
     return result;
 }
 
-WorkingSet::WorkingSet(quint32 pid, int descriptor) : pid(pid), descriptor(descriptor) {}
+// What is taken out of our own process is missed by its audio threads in the next cycle, and a page
+// that comes back from a file or from the swap takes them longer than a cycle lasts: measured, each
+// such trim was heard. Pages that are only marked cold stay until somebody needs the memory.
+WorkingSet::WorkingSet(quint32 pid, int descriptor)
+    : pid(pid), descriptor(descriptor), advice(isOurOwn(pid) ? MADV_COLD : MADV_PAGEOUT)
+{
+}
 
 WorkingSet::~WorkingSet()
 {
     ::close(descriptor);
 }
 
-int WorkingSet::pageOut(quintptr begin, quintptr end) const
+int WorkingSet::giveBack(quintptr begin, quintptr end) const
 {
     for (; begin < end; begin += std::min(end - begin, longestCall)) {
         void *const start = reinterpret_cast<void *>(begin); // NOLINT(performance-no-int-to-ptr)
         const std::size_t bytes = std::min(end - begin, longestCall);
         const iovec range{start, bytes};
-        const bool taken = mayActForOthers ? adviseToPageOut(descriptor, &range, 1) >= 0
-                                           : ::madvise(start, bytes, MADV_PAGEOUT) == 0;
+        const bool taken = mayActForOthers ? advise(descriptor, &range, 1, advice) >= 0
+                                           : ::madvise(start, bytes, advice) == 0;
         if (!taken)
             return errno;
     }
@@ -75,7 +86,7 @@ std::errc WorkingSet::trim() const
     int lastError = ESRCH; // a process that has ended has no regions
     bool anyTaken = false;
     for (const auto &[begin, end] : processfiles::memoryRegions(pid)) {
-        const int error = pageOut(begin, end);
+        const int error = giveBack(begin, end);
         if (error == 0)
             anyTaken = true;
         else

@@ -22,15 +22,17 @@ public:
     WorkingSet &operator=(const WorkingSet &) = delete;
 
     /// Asks the kernel to take out all pages that it can spare: those of files go back to their
-    /// files, others to the swap if there is some. Zero for success, also where nothing could go.
+    /// files, others to the swap if there is some. Of our own process they are only the first to go
+    /// when memory is short. Zero for success, also where nothing could go.
     [[nodiscard]] std::errc trim() const;
 
 private:
     WorkingSet(quint32 pid, int descriptor);
     /// Zero, or the error number.
-    [[nodiscard]] int pageOut(quintptr begin, quintptr end) const;
+    [[nodiscard]] int giveBack(quintptr begin, quintptr end) const;
 
     const quint32 pid;
     const int descriptor; ///< a pidfd
+    const int advice;     ///< what the kernel is told of the pages
     bool mayActForOthers = true;
 };

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """What Quorvane costs while nothing sounds: start time, wake-ups, CPU time, memory.
 
     scripts/private-server.sh benchmarks/idle.py BUILD_FOLDER [SECONDS] [ROUTES]

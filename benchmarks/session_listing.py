@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """One full listing of sessions over the wire, beside pactl's listing of the same streams.
 
     scripts/private-server.sh benchmarks/session_listing.py BUILD_FOLDER [STREAMS] [ROUNDS]

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Whether Quorvane can run for months: what it holds while everything around it comes and goes.
 
     scripts/private-server.sh --own-network benchmarks/soak.py BUILD_FOLDER [SECONDS]

@@ -76,7 +76,7 @@ void raiseAll(AudioSessionManager &manager, const QString &name)
             QMetaObject::invokeMethod(&manager, slot, Qt::BlockingQueuedConnection, arguments...));
     };
     const QString none;
-    const int pid = playerId;
+    static const int pid = playerId; // read where it stands, on the manager's thread
     const auto text = Q_ARG(QString, none);
     const auto number = Q_ARG(int, pid);
     const auto application = Q_ARG(QString, name);

@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QMutexLocker>
 #include <QSettings>
+#include <QTcpSocket>
 #include <QWebSocketProtocol>
 
 #include <chrono>
@@ -18,6 +19,17 @@ namespace
 {
 constexpr auto pingInterval = 5000ms;
 constexpr auto listenRetryDelay = 1000ms;
+
+/// No message waits until the client has acknowledged the one before, or the first part of itself:
+/// that may take 40 ms. The server's sockets stand behind its clients, one for each.
+void sendWithoutDelay(const QWebSocketServer &server, const QWebSocket &client)
+{
+    for (QTcpSocket *socket : server.findChildren<QTcpSocket *>()) {
+        if (socket->peerPort() == client.peerPort() &&
+            socket->peerAddress() == client.peerAddress())
+            socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    }
+}
 } // namespace
 
 WebSocketServer::WebSocketServer(QObject *parent)
@@ -63,6 +75,7 @@ void WebSocketServer::handleNewConnection()
         return;
     // An earlier client stays connected and its commands still work; only the replies move on.
     client = socket;
+    sendWithoutDelay(*webSocketServer, *socket);
     connect(this, &QObject::destroyed, socket, &QObject::deleteLater);
     connect(socket, &QWebSocket::disconnected, this, &WebSocketServer::onSocketDisconnected);
     connect(socket, &QWebSocket::textMessageReceived, this,

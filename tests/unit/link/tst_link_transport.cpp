@@ -3,12 +3,16 @@
 #include "linkfixture.h"
 #include "tests/support/logcapture.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -56,6 +60,28 @@ quint16 portIn(const QString &line)
 bool isByTheRule(quint16 port)
 {
     return port >= 1024 && port <= 8888 && !QString::number(port).contains('9');
+}
+
+/// Of each connection to the port, whether its server's end holds small pieces back.
+QList<bool> serverSocketsWithDelay(quint16 port)
+{
+    QList<bool> delays;
+    for (const QString &name : QDir("/proc/self/fd").entryList(QDir::System)) {
+        const int descriptor = name.toInt();
+        sockaddr_in6 own{};
+        sockaddr_in6 peer{};
+        socklen_t ownSize = sizeof own;
+        socklen_t peerSize = sizeof peer;
+        int noDelay = 0;
+        socklen_t size = sizeof noDelay;
+        // The port stands at the same place for both kinds of address.
+        if (::getsockname(descriptor, reinterpret_cast<sockaddr *>(&own), &ownSize) == 0 &&
+            ::getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &peerSize) == 0 &&
+            ntohs(own.sin6_port) == port &&
+            ::getsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &noDelay, &size) == 0)
+            delays.append(noDelay == 0);
+    }
+    return delays;
 }
 
 /// Counts the sockets that ask for their deletion.
@@ -115,6 +141,7 @@ private slots:
     void listenIsTriedUntilItWorks();
     void randomPortFollowsItsRule();
     void randomPortIsNeverTheTakenOne();
+    void noMessageWaitsForAnAcknowledgement();
     void newestClientGetsEverything();
     void olderClientLeavesWithTheCurrentOneUntouched();
     void olderClientsLeavingStopsThePings();
@@ -242,6 +269,16 @@ void TestLinkTransport::randomPortIsNeverTheTakenOne()
 {
     for (int draw = 0; draw < 100'000; ++draw)
         QVERIFY(randomPortOtherThan(1024) != 1024);
+}
+
+void TestLinkTransport::noMessageWaitsForAnAcknowledgement()
+{
+    const ListeningServer server;
+    const WireClient first(server.port);
+    QVERIFY(waitUntil([&] { return first.isConnected(); }));
+    const WireClient second(server.port);
+    QVERIFY(waitUntil([&] { return second.isConnected(); }));
+    QCOMPARE(serverSocketsWithDelay(server.port), QList<bool>({false, false}));
 }
 
 void TestLinkTransport::newestClientGetsEverything()

@@ -154,7 +154,8 @@ private slots:
         approutes::setRoute({player, {}}, eRender, eConsole, speakers);
         QFile damaged(file());
         QVERIFY(damaged.open(QIODevice::WriteOnly));
-        damaged.write(QByteArray("[applications\n\0size=\xff\xffmany\n1\\endpoints", 40));
+        constexpr char rubbish[] = "[applications\n\0size=\xff\xffmany\n1\\endpoints";
+        damaged.write(rubbish, sizeof rubbish - 1);
         damaged.close();
         approutes::reload();
         QCOMPARE(approutes::route(player, eRender, eConsole), QString());

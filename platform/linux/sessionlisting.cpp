@@ -1,8 +1,7 @@
 #include "platform/linux/sessionlisting.h"
 
-#include <pulse/proplist.h>
+#include "platform/linux/listedstream.h"
 
-#include <cstring>
 #include <utility>
 
 namespace pulse
@@ -13,53 +12,6 @@ void drop(pa_operation *operation)
 {
     if (operation)
         pa_operation_unref(operation);
-}
-
-QString property(const pa_proplist *properties, const char *key)
-{
-    return QString::fromUtf8(pa_proplist_gets(properties, key));
-}
-
-quint32 processOf(const pa_proplist *properties)
-{
-    return property(properties, PA_PROP_APPLICATION_PROCESS_ID).toUInt();
-}
-
-quint32 nodeOf(const pa_sink_input_info &info)
-{
-    return info.sink;
-}
-
-quint32 nodeOf(const pa_source_output_info &info)
-{
-    return info.source;
-}
-
-template <typename Info>
-Stream streamOf(const Info &info)
-{
-    constexpr bool isCapture = std::is_same_v<Info, pa_source_output_info>;
-    return {.flow = isCapture ? eCapture : eRender,
-            .index = info.index,
-            .client = info.client,
-            .node = nodeOf(info),
-            .processId = processOf(info.proplist),
-            .name = property(info.proplist, PA_PROP_APPLICATION_NAME),
-            .icon = property(info.proplist, PA_PROP_APPLICATION_ICON_NAME),
-            .isEvent = property(info.proplist, PA_PROP_MEDIA_ROLE) == QLatin1StringView("event"),
-            .corked = info.corked != 0,
-            .muted = info.mute != 0,
-            .volume = info.volume};
-}
-
-// What the client says of itself, else whom the server saw connect.
-Client clientOf(const pa_client_info &info)
-{
-    const quint32 told = processOf(info.proplist);
-    return {.index = info.index,
-            .processId = told ? told : property(info.proplist, "pipewire.sec.pid").toUInt(),
-            .name = property(info.proplist, PA_PROP_APPLICATION_NAME),
-            .icon = property(info.proplist, PA_PROP_APPLICATION_ICON_NAME)};
 }
 } // namespace
 

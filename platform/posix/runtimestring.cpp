@@ -57,7 +57,9 @@ LPCWSTR stringText(HSTRING string, UINT32 *length)
 
 QString textOfString(HSTRING string)
 {
-    return QString::fromWCharArray(stringText(string, nullptr));
+    UINT32 length = 0;
+    const LPCWSTR text = stringText(string, &length);
+    return QString::fromWCharArray(text, length);
 }
 
 HSTRING stringOfText(const QString &text)

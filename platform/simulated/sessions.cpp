@@ -148,6 +148,11 @@ qsizetype sessionSinks(SessionNumber number)
     return sessionEventSinks().count(sinkKey(number));
 }
 
+QList<IAudioSessionEvents *> sinksOfSession(SessionNumber number)
+{
+    return sessionEventSinks().sinks(sinkKey(number));
+}
+
 qsizetype newSessionSinks(const QString &endpointId)
 {
     return newSessionSinkList().count(endpointId);

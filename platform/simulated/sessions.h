@@ -56,5 +56,7 @@ void notifyDisconnected(SessionNumber number, int reason);
 /// How many sinks are registered now, on the session and on the endpoint.
 [[nodiscard]] qsizetype sessionSinks(SessionNumber number);
 [[nodiscard]] qsizetype newSessionSinks(const QString &endpointId);
+/// The session's sinks themselves, for as long as they are registered.
+[[nodiscard]] QList<IAudioSessionEvents *> sinksOfSession(SessionNumber number);
 
 } // namespace simulated

@@ -4,6 +4,7 @@
 #include "platform/comptr.h"
 #include "platform/simulated/dispatcher.h"
 
+#include <QList>
 #include <QString>
 
 #include <algorithm>
@@ -50,6 +51,18 @@ public:
         const std::lock_guard lock(mutex);
         return std::count_if(entries.begin(), entries.end(),
                              [&](const Entry &entry) { return entry.endpointId == endpointId; });
+    }
+
+    /// Borrowed: the sinks live as long as they are registered.
+    [[nodiscard]] QList<Sink *> sinks(const QString &endpointId)
+    {
+        const std::lock_guard lock(mutex);
+        QList<Sink *> found;
+        for (const Entry &entry : entries) {
+            if (entry.endpointId == endpointId)
+                found.append(entry.sink.get());
+        }
+        return found;
     }
 
     /// Calls every sink of the endpoint that is still registered when its turn comes.

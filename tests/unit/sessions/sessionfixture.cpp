@@ -3,6 +3,7 @@
 #include "platform/simulated/applications.h"
 
 #include <QCoreApplication>
+#include <QMetaMethod>
 #include <QSemaphore>
 #include <QTest>
 #include <QTimer>
@@ -72,6 +73,14 @@ QStringList SignalLog::takeSettled(QObject &source)
 {
     settle(source);
     return std::exchange(texts, {});
+}
+
+QStringList signaturesOf(const QMetaObject &type)
+{
+    QStringList signatures;
+    for (int index = type.methodOffset(); index < type.methodCount(); ++index)
+        signatures.append(type.method(index).methodSignature());
+    return signatures;
 }
 
 void settle(QObject &source)

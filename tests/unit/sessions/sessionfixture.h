@@ -84,6 +84,9 @@ private:
     QStringList texts;
 };
 
+/// The class's own signals and slots, in the order of their declaration.
+[[nodiscard]] QStringList signaturesOf(const QMetaObject &type);
+
 /// Returns when what the platform has announced has passed through the threads of both objects.
 void settle(QObject &source);
 

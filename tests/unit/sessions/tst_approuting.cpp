@@ -5,6 +5,7 @@
 
 #include <QElapsedTimer>
 #include <QTest>
+#include <QThread>
 
 #include <atomic>
 #include <memory>
@@ -215,6 +216,8 @@ private slots:
                  QStringList("finished(Player, " + subject.headset + ", false)"));
         const QStringList sets = subject.setCalls();
         QTEST(int(sets.size()), "setCalls");
+        // What became of it is shown all the same.
+        verifyRefreshed({subject.speakers, subject.headset});
     }
 
     void onlyProcessZeroIsNone()
@@ -242,6 +245,37 @@ private slots:
         subject.start();
         simulated::failNext(setCall + " 101 0 1", 0); // it says yes and does nothing
         QCOMPARE(subject.move(subject.headset), 0);
+    }
+
+    void whereItIsInsteadIsRefreshedToo()
+    {
+        Subject subject;
+        subject.start();
+        simulated::onCall(setCall + " 101 0 1", [&] {
+            simulated::setPersistedEndpoint(playerId, eRender, eMultimedia,
+                                            longForm(subject.microphone));
+        });
+        simulated::failNext(setCall + " 101 0 1", 0); // it says yes and leaves it there
+        QCOMPARE(subject.move(subject.headset), 0);
+        verifyRefreshed({subject.speakers, subject.microphone, subject.headset});
+    }
+
+    void theEndIsToldHereAndTheRefreshRunsThere()
+    {
+        Subject subject;
+        AudioSessionManager &manager = subject.start();
+        QThread *toldOn = nullptr;
+        connect(
+            &manager, &AudioSessionManager::sigFinishSetAppDefaultAudioEndpoint, this,
+            [&] { toldOn = QThread::currentThread(); }, Qt::DirectConnection);
+        std::atomic<QThread *> refreshedOn = nullptr;
+        simulated::onCall(readCall, [&] { refreshedOn = QThread::currentThread(); });
+        QCOMPARE(subject.move(subject.headset), 1);
+        QCOMPARE(toldOn, QThread::currentThread());
+        QTRY_COMPARE_WITH_TIMEOUT(refreshedOn.load(), manager.thread(), arrivalMs);
+        QVERIFY(manager.thread() != QThread::currentThread());
+        subject.manager.reset();
+        simulated::reset(); // the action must not outlive what it captured
     }
 
     void aReadThatFailsCountsAsNothing()

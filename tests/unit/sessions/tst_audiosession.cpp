@@ -5,6 +5,8 @@
 
 #include <QTest>
 
+#include <future>
+
 namespace
 {
 
@@ -43,6 +45,21 @@ class TestAudioSession : public QObject
     Q_OBJECT
 
 private slots:
+    void signalsStandInOrder()
+    {
+        const QString session = "QString,QString,QString,int,QString,";
+        const QString state = "QString,QString,QString,QString,int,QString,QString)";
+        QCOMPARE(signaturesOf(AudioSession::staticMetaObject).mid(0, 8),
+                 QStringList({"sigAudioSessionInfoChanged(QJsonObject)",
+                              "sigDisplayNameChanged(" + session + "QString)",
+                              "sigIconPathChanged(" + session + "QString)",
+                              "sigGroupingParamChanged(" + session + "QString,QString)",
+                              "sigAudioSessionStateActive(" + state,
+                              "sigAudioSessionStateInactive(" + state,
+                              "sigAudioSessionStateExpired(AudioSession*," + state,
+                              "sigAudioSessionDisconnected(AudioSession*," + state}));
+    }
+
     void infoHasThirteenKeys()
     {
         Subject subject({.identifier = "id",
@@ -371,6 +388,53 @@ private slots:
         simulated::notifyChannelVolume(subject.number, {0.5f, 0.25f}, 1);
         QCOMPARE(subject.signalLog.takeSettled(subject.session), QStringList());
         QCOMPARE(subject.log.lines().filter("VolumeChanged").size(), 4);
+    }
+
+    void aReleaseWaitsForAReader_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<std::function<void(AudioSession &)>>("read");
+        const auto row = [](const char *call, const std::function<void(AudioSession &)> &read) {
+            QTest::newRow(call) << QString(call) << read;
+        };
+        row("IAudioSessionControl2::GetSessionIdentifier",
+            [](AudioSession &session) { static_cast<void>(session.getSessionIdentifier()); });
+        row("IAudioSessionControl::GetGroupingParam",
+            [](AudioSession &session) { static_cast<void>(session.getSessionGroupingParam()); });
+        row("IAudioSessionControl::GetState",
+            [](AudioSession &session) { static_cast<void>(session.getSessionState()); });
+        row("IAudioSessionControl2::GetProcessId",
+            [](AudioSession &session) { static_cast<void>(session.getSessionProcessId()); });
+        row("IAudioSessionControl2::IsSystemSoundsSession",
+            [](AudioSession &session) { static_cast<void>(session.isSystemSoundsSession()); });
+        // The name and the path are found out under the lock, however long that takes.
+        row("GetFileVersionInfoW",
+            [](AudioSession &session) { static_cast<void>(session.getSessionProcessName()); });
+        row("QueryFullProcessImageNameW",
+            [](AudioSession &session) { static_cast<void>(session.getSessionProcessFileName()); });
+    }
+    void aReleaseWaitsForAReader()
+    {
+        QFETCH(QString, call);
+        QFETCH(std::function<void(AudioSession &)>, read);
+        Subject subject;
+        subject.session.setSessionControl(SessionFixture::controlOf(subject.speakers).get());
+        std::future<void> release;
+        bool released = true;
+        simulated::onCall(call, [&] {
+            if (release.valid())
+                return;
+            release =
+                std::async(std::launch::async, [&] { subject.session.releaseSessionControl(); });
+            // A lock that is held stays held until the look is over.
+            const auto bound = std::chrono::milliseconds(300);
+            released = release.wait_for(bound) == std::future_status::ready;
+        });
+        read(subject.session);
+        QVERIFY(release.valid());
+        QVERIFY(!released);
+        release.get();
+        simulated::reset(); // the action must not outlive what it captured
     }
 
     void nothingIsHeardAfterTheRelease()

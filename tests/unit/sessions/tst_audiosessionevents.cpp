@@ -49,6 +49,17 @@ class TestAudioSessionEvents : public QObject
     Q_OBJECT
 
 private slots:
+    void signalsStandInOrder()
+    {
+        QCOMPARE(signaturesOf(AudioSessionEvents::staticMetaObject).mid(0, 7),
+                 QStringList({"sigDisplayNameChanged(QString)", "sigIconPathChanged(QString)",
+                              "sigGroupingParamChanged(QString)", "sigAudioSessionStateActive()",
+                              "sigAudioSessionStateInactive()", "sigAudioSessionStateExpired()",
+                              "sigAudioSessionDisconnected(QString)"}));
+        QCOMPARE(signaturesOf(AudioSessionNotifications::staticMetaObject).value(0),
+                 "sigSessionCreated()");
+    }
+
     void states_data()
     {
         QTest::addColumn<int>("state");

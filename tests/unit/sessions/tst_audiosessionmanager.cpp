@@ -2,7 +2,6 @@
 #include "sessions/audiosessionmanager.h"
 #include "tests/unit/sessions/sessionfixture.h"
 
-#include <QMetaMethod>
 #include <QTest>
 #include <QThread>
 
@@ -60,14 +59,6 @@ struct Subject : SessionFixture
     SignalLog signalLog;
     std::unique_ptr<AudioSessionManager> manager;
 };
-
-QStringList signaturesOf(const QMetaObject &type)
-{
-    QStringList signatures;
-    for (int index = type.methodOffset(); index < type.methodCount(); ++index)
-        signatures.append(type.method(index).methodSignature());
-    return signatures;
-}
 
 } // namespace
 
@@ -556,6 +547,10 @@ private slots:
                                                                         GUID_NULL);
         });
         row("reset", [](Subject &subject) { subject.manager->resetAllDeviceAudioSessionInfos(); });
+        row("output",
+            [](Subject &subject) { subject.manager->onRenderDeviceAdded(subject.speakers); });
+        row("input",
+            [](Subject &subject) { subject.manager->onCaptureDeviceAdded(subject.microphone); });
     }
     void updatesHoldTheManagersLock()
     {

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QTest>
+#include <QThread>
 
 #include <future>
 #include <memory>
@@ -82,6 +83,32 @@ class TestDeviceAudioSession : public QObject
     Q_OBJECT
 
 private slots:
+    void methodsStandInOrder()
+    {
+        const QString session = "QString,QString,QString,QString,int,QString,";
+        const QString state = "QString,QString,QString,QString,QString,int,QString,QString)";
+        const QString own = "QString,QString,QString,int,QString,";
+        const QString ownState = "QString,QString,QString,QString,int,QString,QString)";
+        QCOMPARE(
+            signaturesOf(DeviceAudioSession::staticMetaObject),
+            QStringList(
+                {"sigSessionCreated(QString)",
+                 "sigUpdateDeviceAudioSessionInfos(QString,QJsonArray)",
+                 "sigAudioSessionInfoChanged(QString,QJsonObject)",
+                 "sigDisplayNameChanged(" + session + "QString)",
+                 "sigIconPathChanged(" + session + "QString)",
+                 "sigGroupingParamChanged(" + session + "QString,QString)",
+                 "sigAudioSessionStateActive(" + state, "sigAudioSessionStateInactive(" + state,
+                 "sigAudioSessionStateExpired(" + state, "sigAudioSessionDisconnected(" + state,
+                 "onSessionCreated()", "onAudioSessionInfoChanged(QJsonObject)",
+                 "onDisplayNameChanged(" + own + "QString)",
+                 "onIconPathChanged(" + own + "QString)",
+                 "onGroupingParamChanged(" + own + "QString,QString)",
+                 "onAudioSessionStateActive(" + ownState, "onAudioSessionStateInactive(" + ownState,
+                 "onAudioSessionStateExpired(AudioSession*," + ownState,
+                 "onAudioSessionDisconnected(AudioSession*," + ownState}));
+    }
+
     void listsTheEndpointsSessions()
     {
         Subject subject;
@@ -502,6 +529,9 @@ private slots:
         simulated::failAlways(call, 0x80004005);
         subject.start();
         QCOMPARE(subject.names().size(), listed);
+        // The list was emptied first, so that it has changed whatever came after.
+        subject.device->refreshDeviceAudioSession(true);
+        QCOMPARE(subject.signalLog.takeSettled(*subject.device), subject.updates(listed));
         simulated::clearFaults();
         subject.device->refreshDeviceAudioSession(true);
         QCOMPARE(subject.names(), QStringList({"Player", "Game"}));
@@ -510,25 +540,82 @@ private slots:
         QCOMPARE(simulated::leakReport(), QString());
     }
 
-    void readersWaitForARefresh()
+    void othersWaitForARefresh_data()
     {
+        QTest::addColumn<std::function<void(DeviceAudioSession &)>>("other");
+        const auto row = [](const char *name,
+                            const std::function<void(DeviceAudioSession &)> &other) {
+            QTest::newRow(name) << other;
+        };
+        row("a reader", [](DeviceAudioSession &device) {
+            static_cast<void>(device.getDeviceAudioSessionInfos());
+        });
+        row("a removal", [](DeviceAudioSession &device) {
+            AudioSession stranger;
+            device.onAudioSessionStateExpired(&stranger, "", "", "", "", 1, "", "");
+        });
+    }
+    void othersWaitForARefresh()
+    {
+        QFETCH(std::function<void(DeviceAudioSession &)>, other);
         Subject subject;
         subject.add(playerId);
         subject.start();
         QList<bool> served;
-        std::vector<std::future<qsizetype>> readers;
+        std::vector<std::future<void>> others;
         simulated::onCall("IAudioSessionEnumerator::GetSession", [&] {
-            readers.push_back(std::async(std::launch::async, [&] {
-                return subject.device->getDeviceAudioSessionInfos().size();
-            }));
+            others.push_back(std::async(std::launch::async, [&] { other(*subject.device); }));
             // A lock that is held stays held until the look is over.
             const auto bound = std::chrono::milliseconds(300);
-            served.append(readers.back().wait_for(bound) == std::future_status::ready);
+            served.append(others.back().wait_for(bound) == std::future_status::ready);
         });
         subject.device->refreshDeviceAudioSession(true);
         QCOMPARE(served, QList<bool>({false}));
-        QCOMPARE(readers.front().get(), 1);
+        others.front().get();
+        QCOMPARE(subject.names(), QStringList("Player"));
         simulated::reset(); // the action must not outlive what it captured
+    }
+
+    void sessionsEndOnTheirOwnThread()
+    {
+        Subject subject;
+        const auto number = subject.add(playerId);
+        subject.start();
+        QThread *endedOn = nullptr;
+        const auto listen = [&] {
+            endedOn = nullptr;
+            const auto sinks = simulated::sinksOfSession(number);
+            QCOMPARE(sinks.size(), 1);
+            // The session's own, which goes with it.
+            connect(
+                dynamic_cast<QObject *>(sinks.first()), &QObject::destroyed, this,
+                [&] { endedOn = QThread::currentThread(); }, Qt::DirectConnection);
+        };
+        QThread thread;
+        QObject there;
+        there.moveToThread(&thread);
+        thread.start();
+
+        // One of this thread is ended by a refresh on another, which leaves the end to this one.
+        listen();
+        QMetaObject::invokeMethod(
+            &there, [&] { subject.device->refreshDeviceAudioSession(true); },
+            Qt::BlockingQueuedConnection);
+        QVERIFY(!endedOn);
+        settle(*subject.device);
+        QCOMPARE(endedOn, QThread::currentThread());
+
+        // And the other way round, for the session that this refresh has made.
+        listen();
+        subject.device->refreshDeviceAudioSession(true);
+        thread.quit();
+        thread.wait();
+        QCOMPARE(endedOn, &thread);
+
+        // On the session's own thread it is over at once.
+        listen();
+        subject.device->refreshDeviceAudioSession(true);
+        QCOMPARE(endedOn, QThread::currentThread());
     }
 
     void withoutASessionManager()

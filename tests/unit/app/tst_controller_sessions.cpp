@@ -102,6 +102,9 @@ private slots:
 
         // The virtual endpoints that are shown have lists too.
         QVERIFY(infos.contains(fixture.renderId(tavoriGame)));
+        QCOMPARE(fixture.log.lines().filter("onGetAudioSessionInfos"),
+                 QStringList(
+                     {"Info: onGetAudioSessionInfos() :", "Info: onGetAudioSessionInfos() : end"}));
     }
 
     void sessionsOfOneEndpointAreAnswered()
@@ -283,6 +286,13 @@ private slots:
         const QString told =
             QString("::SetPersistedDefaultAudioEndpoint %1 %2 ").arg(int(playerId));
         QCOMPARE(orders.filter(told.arg(flow)), orders);
+        QCOMPARE(subject.log.lines().filter("onSetAppDefaultDevice"),
+                 QStringList({"Info: onSetAppDefaultDevice() : \"Player\"",
+                              "Info: onSetAppDefaultDevice() : end"}));
+        const QString target = direction.value("audioEndpointID").toString();
+        QCOMPARE(subject.log.lines().filter("onFinishSetAppDefaultDevice"),
+                 QStringList({"Info: onFinishSetAppDefaultDevice() : \"Player\" \"" + target + "\"",
+                              "Info: onFinishSetAppDefaultDevice() : end"}));
     }
 
     void sessionsCanBeMissing()

@@ -3,8 +3,8 @@
 
 #include "VXLibrary/src/hidhandle.h"
 #include "platform/simulated/simulated.h"
+#include "tests/support/processthreads.h"
 
-#include <QDir>
 #include <QStringList>
 
 inline const QByteArray hidPath = QByteArrayLiteral("/dev/hid0");
@@ -32,11 +32,6 @@ inline QStringList callsOf(const QStringList &functions)
             found.append(name);
     }
     return found;
-}
-
-inline qsizetype threadsOfProcess()
-{
-    return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 /// `count` bytes: 1, 2, 3 and so on.

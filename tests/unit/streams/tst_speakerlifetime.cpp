@@ -2,8 +2,8 @@
 #include "engines/wasapiaudioplayer.h"
 #include "speakerbench.h"
 #include "streams/tavoriinputdevice.h"
+#include "tests/support/processthreads.h"
 
-#include <QDir>
 #include <QSemaphore>
 #include <QTest>
 
@@ -15,11 +15,6 @@ void settle()
 {
     QCoreApplication::processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-qsizetype threads()
-{
-    return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 } // namespace
@@ -43,7 +38,7 @@ void TestSpeakerLifetime::aThousandOpensAndClosesLeaveNothing()
     SpeakerBench bench;
     // Reads that fail at once spare the wait for the read in progress.
     simulated::failAlways("ReadFile", ERROR_ACCESS_DENIED);
-    const auto threadsBefore = threads();
+    const auto threadsBefore = threadsOfProcess();
     const auto objectsBefore = simulated::liveObjects();
     for (int i = 0; i < 1000; ++i) {
         QVERIFY(bench.open());
@@ -51,7 +46,7 @@ void TestSpeakerLifetime::aThousandOpensAndClosesLeaveNothing()
         settle();
         bench.log.clear();
     }
-    QTRY_VERIFY(threads() <= threadsBefore);
+    QTRY_VERIFY(threadsOfProcess() <= threadsBefore);
     QCOMPARE(simulated::liveObjects(), objectsBefore);
     QCOMPARE(simulated::openDeviceFiles(bench.suffix), 0);
 }
@@ -61,14 +56,14 @@ void TestSpeakerLifetime::aThousandCaptureLinesLeaveNothing()
     SpeakerBench bench;
     const QString suffix = "tavori.Stream.Wave";
     const std::wstring path = SpeakerBench::pathOf(suffix).toStdWString();
-    const auto threadsBefore = threads();
+    const auto threadsBefore = threadsOfProcess();
     const auto objectsBefore = simulated::liveObjects();
     for (int i = 0; i < 1000; ++i) {
         tavoriInputDevice line;
         QVERIFY(line.openDevice(path.c_str(), tavoriStream));
     }
     settle();
-    QTRY_VERIFY(threads() <= threadsBefore);
+    QTRY_VERIFY(threadsOfProcess() <= threadsBefore);
     QCOMPARE(simulated::liveObjects(), objectsBefore);
     QCOMPARE(simulated::writesTo(suffix).size(), 2000);
 }
@@ -114,7 +109,7 @@ void TestSpeakerLifetime::aThreadStuckInItsReadIsLeftToItsOwnEnd()
         inRead.release();
         leaveRead.acquire();
     });
-    const auto threadsBefore = threads();
+    const auto threadsBefore = threadsOfProcess();
     QVERIFY(bench.open());
     QVERIFY(inRead.tryAcquire(1, 10000));
 
@@ -127,7 +122,7 @@ void TestSpeakerLifetime::aThreadStuckInItsReadIsLeftToItsOwnEnd()
     leaveRead.release(); // the closed handle's read fails, and the thread ends
     QTRY_VERIFY(bench.log.lines().contains("Info: tavoriGetSpeakerDataThread::run 6 - end"));
     QVERIFY(bench.log.lines().contains("Critical: Can't read data from driver!"));
-    QTRY_VERIFY(threads() <= threadsBefore); // the recorder's with it
+    QTRY_VERIFY(threadsOfProcess() <= threadsBefore); // the recorder's with it
     QCOMPARE(simulated::countCalls("ReadFile"), 1);
 }
 

@@ -78,9 +78,10 @@ class MicrophoneTest(SoundCase):
         self.assert_sound(self.virtual, {440: AMPLITUDE * gain_of(50)})
         self.order("setDeviceMute", render, deviceMute=True)
         self.assert_sound(self.virtual, {440: 0})
-        # A change of the volume during the mute sounds until the next mute.
-        self.order("setDeviceMute", render, deviceMute=False)
+        # Volume and mute of an endpoint come together, so that one changed while muted stays mute.
         self.order("setDeviceVolume", render, deviceVolume=100)
+        self.assert_sound(self.virtual, {440: 0})
+        self.order("setDeviceMute", render, deviceMute=False)
         self.assert_sound(self.virtual, {440: AMPLITUDE})
 
     def test_the_capture_sides_own_level_is_the_servers(self):

@@ -5,6 +5,8 @@
 #include "platform/pipewire/approutes.h"
 #include "platform/posix/runtimestring.h"
 
+#include <algorithm>
+
 namespace pulse
 {
 namespace
@@ -23,6 +25,18 @@ approutes::Application applicationOf(quint32 processId)
     application.names.removeAll(QString());
     application.names.removeDuplicates();
     return application;
+}
+
+/// The one endpoint that all these sessions are at; empty if there is no such one.
+QString commonEndpoint(const std::vector<Session> &sessions)
+{
+    if (sessions.empty())
+        return {};
+    const QString &first = sessions.front().endpointId;
+    const bool isCommon = std::all_of(sessions.begin(), sessions.end(), [&](const Session &each) {
+        return each.endpointId == first;
+    });
+    return isCommon ? first : QString();
 }
 } // namespace
 
@@ -59,7 +73,11 @@ HRESULT AudioPolicyConfig::GetPersistedDefaultAudioEndpoint(UINT32 processId, ED
     const QString executable = processfiles::executable(processId);
     if (executable.isEmpty())
         return E_INVALIDARG;
-    const QString id = approutes::route(executable, flow, role);
+    QString id = approutes::route(executable, flow, role);
+    // An application here may have chosen an output itself, or been moved by the desktop: it does
+    // not follow the default then, and can be moved back to it.
+    if (id.isEmpty() && flow == eRender)
+        id = commonEndpoint(service.sessions().sessionsOf(processId, flow));
     *endpoint = posix::stringOfText(approutes::longForm(id, flow));
     return S_OK;
 }

@@ -1,4 +1,6 @@
 """Moving one application to another endpoint, by measured sound."""
+import pathlib
+import shutil
 import unittest
 
 import audio
@@ -51,6 +53,18 @@ class AppRoutingTest(SessionCase):
 
     def test_an_application_of_the_newer_protocol(self):
         self.assert_moves("pw-play", "pw-cat")
+
+    def test_an_application_that_chose_its_output_moves_to_the_default(self):
+        # An executable of its own, which was never moved before.
+        player = shutil.copy(shutil.which("pacat"), pathlib.Path(self.folder) / "paplay")
+        process = self.run_player(player, "--device=headset",
+                                  audio.tone_file(self.folder, 440, 0.25))
+        self.await_session(process, self.headset)
+        self.assert_heard_only_at("headset", "speakers", 440)
+        self.assertEqual(audio.pactl("get-default-sink").strip(), "speakers")
+        self.assertTrue(self.move(process, "paplay", self.speakers, self.headset))
+        self.assert_heard_only_at("speakers", "headset", 440)
+        self.await_no_session(process, self.headset)
 
     def test_all_streams_of_a_process_move(self):
         process = self.play_script("speakers", 3)

@@ -602,6 +602,8 @@ private slots:
             &there, [&] { subject.device->refreshDeviceAudioSession(true); },
             Qt::BlockingQueuedConnection);
         QVERIFY(!endedOn);
+        // It is not heard any more all the same.
+        QCOMPARE(simulated::sessionSinks(number), 1);
         settle(*subject.device);
         QCOMPARE(endedOn, QThread::currentThread());
 

@@ -53,6 +53,11 @@ HRESULT EndpointService::setVisible(const QString &id, bool visible)
     if (!card::endpointOfId(id))
         return model.endpoint(id) ? E_NOTIMPL : E_NOTFOUND;
     const std::lock_guard lock(visibilityMutex);
+    if (visible && !card::isShown(id)) {
+        // The nodes of a program that was killed just now may be listed still, under our names.
+        model.expectShown(id, false);
+        model.awaitShown(id, visibilityBound);
+    }
     model.expectShown(id, visible);
     const HRESULT result = card::setShown(id, visible);
     if (FAILED(result)) {

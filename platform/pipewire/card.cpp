@@ -37,9 +37,11 @@ private:
     void objectsChanged() override;
 
     Presence &presenceOf(const card::CardEndpoint &endpoint);
+    void outlastPredecessor(const Presence &presence);
     void appear(Presence &presence);
     void updateTap(Presence &presence);
     void vanish(Presence &presence);
+    [[nodiscard]] bool isNamed(const card::CardEndpoint &endpoint) const;
     [[nodiscard]] bool isListed(const card::CardEndpoint &endpoint) const;
 
     Connection &connection;
@@ -78,6 +80,8 @@ HRESULT Card::setShown(const card::CardEndpoint &endpoint, bool shown)
     const Connection::Lock lock(connection);
     Presence &presence = presenceOf(endpoint);
     presence.isShown = shown;
+    if (shown)
+        outlastPredecessor(presence);
     if (!connection.isConnected())
         return S_OK;
     if (shown)
@@ -116,6 +120,17 @@ Presence &Card::presenceOf(const card::CardEndpoint &endpoint)
     return presences[size_t(&endpoint - card::endpoints().data())];
 }
 
+/// A program that was killed just now has left nodes that the server is about to take away. They
+/// bear our names, by which streams find their target: ours come after them.
+void Card::outlastPredecessor(const Presence &presence)
+{
+    const auto isOver = [&] {
+        const bool isOurs = presence.node && !presence.node->isGone();
+        return isOurs || !isNamed(*presence.endpoint) || !connection.isConnected();
+    };
+    connection.waitUntil(isOver, followTimeout);
+}
+
 void Card::appear(Presence &presence)
 {
     if (presence.node && !presence.node->isGone())
@@ -143,6 +158,11 @@ void Card::vanish(Presence &presence)
 {
     presence.tap.reset();
     presence.node.reset();
+}
+
+bool Card::isNamed(const card::CardEndpoint &endpoint) const
+{
+    return connection.objects().nodeOfName(endpoint.nodeName.toStdString()).has_value();
 }
 
 bool Card::isListed(const card::CardEndpoint &endpoint) const

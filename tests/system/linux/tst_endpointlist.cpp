@@ -6,6 +6,7 @@
 
 #include <QtTest>
 
+#include <atomic>
 #include <thread>
 
 namespace
@@ -59,6 +60,7 @@ private slots:
     void aCardEndpointIsShownAndHidden_data();
     void aCardEndpointIsShownAndHidden();
     void theWholeCardAtOnce();
+    void aPredecessorsNodeDoesNotCount();
     void onlyTheCardCanBeHidden();
     void aStreamIsMadeForAnActiveEndpointOnly();
 
@@ -306,6 +308,30 @@ void tst_endpointlist::theWholeCardAtOnce()
     QCOMPARE(namesOf(eRender).size(), 2);
     QTRY_COMPARE(sink->events().filter("state 2 ").size(), 11);
     QVERIFY(sink->events().filter("removed ").isEmpty());
+}
+
+// A program that was killed leaves its nodes for a moment, under the names of ours.
+void tst_endpointlist::aPredecessorsNodeDoesNotCount()
+{
+    const QString id = cardId(tavoriGame, eRender);
+    const QString name = card::endpointOfId(id)->nodeName;
+    const QString module = privateserver::loadSink(name, "Predecessor");
+    QTRY_VERIFY(privateserver::pactl({"list", "short", "sinks"}).contains(name));
+    HRESULT result = E_FAIL;
+    std::atomic<bool> isDone = false;
+    std::thread shower([&] {
+        result = setVisible(id, true);
+        isDone = true;
+    });
+    const bool isEarly = QTest::qWaitFor([&] { return isDone.load(); }, 300);
+    const QStringList early = sink->events().filter("state ");
+    privateserver::unload(module);
+    shower.join();
+    QVERIFY(!isEarly);
+    QCOMPARE(early, QStringList());
+    QCOMPARE(result, S_OK);
+    QCOMPARE(stateOf(id), DEVICE_STATE_ACTIVE);
+    QTRY_COMPARE(sink->events().filter("state "), QStringList("state 1 " + id));
 }
 
 void tst_endpointlist::onlyTheCardCanBeHidden()

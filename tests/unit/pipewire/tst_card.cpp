@@ -8,7 +8,9 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <atomic>
 #include <cmath>
+#include <thread>
 
 namespace
 {
@@ -155,6 +157,32 @@ private slots:
                 {"--target=" + game.nodeName, servertools::toneFile(servertools::tonePeak)});
             QVERIFY(peakRead(file, 4 * 4800) > 0);
         }
+    }
+
+    // A program that was killed leaves its nodes for a moment, under the names of ours.
+    void aPredecessorsNodeIsOutlasted()
+    {
+        const card::CardEndpoint &game = endpointOf(tavoriGame);
+        const QByteArray module = servertools::run(
+            "pactl", {"load-module", "module-null-sink", "sink_name=" + game.nodeName});
+        QTRY_VERIFY_WITH_TIMEOUT(isListed(game), listTimeout);
+        HRESULT result = E_FAIL;
+        std::atomic<bool> isDone = false;
+        std::thread shower([&] {
+            result = card::setShown(game.id, true);
+            isDone = true;
+        });
+        const bool isEarly = QTest::qWaitFor([&] { return isDone.load(); }, 300);
+        const bool isUnloaded = servertools::succeeds("pactl", {"unload-module", module.trimmed()});
+        shower.join();
+        QVERIFY(isUnloaded);
+        QVERIFY(!isEarly);
+        QCOMPARE(result, S_OK);
+        // What reads the speaker has not gone with the other node.
+        const OpenFile file(tavoriGame);
+        const servertools::Application application(
+            "pw-play", {"--target=" + game.nodeName, servertools::toneFile(servertools::tonePeak)});
+        QVERIFY(peakRead(file, 4 * 48000) > 0);
     }
 
     void aSilentApplicationLeavesTheSpeakerIdle()

@@ -2,6 +2,7 @@
 
 #include "client/linux/handler/exception_handler.h"
 #include "platform/linux/crashannouncer.h"
+#include "platform/linux/crashbound.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -11,6 +12,9 @@ namespace
 {
 
 using google_breakpad::MinidumpDescriptor;
+
+/// A dump takes a second at most on a machine that has anything left for it.
+constexpr std::chrono::seconds longestWriting{20};
 
 std::string fileNameOf(const std::wstring &path)
 {
@@ -31,13 +35,23 @@ public:
           handler(MinidumpDescriptor(fileNameOf(dumpPath)), nullptr, &CrashHandler::announce, this,
                   true, -1)
     {
+        handler.set_crash_handler(&CrashHandler::beginWriting);
     }
 
 private:
+    /// On the crashed thread, in its signal handler. False: the dump is the library's to write.
+    static bool beginWriting(const void *, std::size_t, void *self)
+    {
+        static_cast<CrashHandler *>(self)->bound.begin();
+        return false;
+    }
+
     /// On the crashed thread, in its signal handler.
     static bool announce(const MinidumpDescriptor &descriptor, void *self, bool succeeded)
     {
-        return static_cast<CrashHandler *>(self)->announcer.announce(descriptor.path(), succeeded);
+        auto *handler = static_cast<CrashHandler *>(self);
+        handler->bound.end();
+        return handler->announcer.announce(descriptor.path(), succeeded);
     }
 
     /// On the announcer's thread.
@@ -52,6 +66,7 @@ private:
     const MinidumpCallback callback;
     void *const context;
     CrashAnnouncer &announcer;
+    CrashBound bound{longestWriting};
     google_breakpad::ExceptionHandler handler;
 };
 

@@ -12,6 +12,7 @@ from crashes import (CRASHES, FAULTS, HEAP_CRASH, SIGNALS, SPEAKER_THREAD, Crash
 from program import BUILD, Client, Program, eventually
 
 END_SECONDS = 30
+LONGEST_WRITING = 20
 ENDS = {"crash_by_null_write": signal.SIGSEGV, "crash_by_abort": signal.SIGABRT,
         "crash_by_stack_overflow": signal.SIGSEGV, "crash_holding_the_log": signal.SIGSEGV,
         "crash_holding_the_heap": signal.SIGSEGV}
@@ -163,6 +164,16 @@ class CrashTest(unittest.TestCase):
         program.crash(self.main_thread(program), "crash_by_null_write")
         self.assertEqual(program.process.wait(END_SECONDS), -signal.SIGSEGV)
         self.assertEqual(program.dumps(), [])
+
+    def test_dump_whose_writing_hangs(self):
+        program = self.start(self.folder, environment={"CRASHES_MOMENT": "unstoppable thread"})
+        program.crash(self.main_thread(program), "crash_by_null_write")
+        code = program.process.wait(LONGEST_WRITING + END_SECONDS)
+        self.assertEqual(code, -signal.SIGKILL)
+        # Nothing of it is in the way of the next one.
+        with Program(self.folder) as after, Client() as client:
+            client.await_endpoints()
+            after.await_log("End of init!!!")
 
     def test_dumps_accumulate(self):
         for count in (1, 2):

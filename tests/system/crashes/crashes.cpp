@@ -2,6 +2,7 @@
 // telling name, when the thread gets the real-time signal for it. The program itself has no way in.
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -111,6 +112,23 @@ void onSignal(int signal)
     actions[std::size_t(signal - SIGRTMIN - firstSignal)]();
 }
 
+bool isMoment(const char *name)
+{
+    const char *moment = std::getenv("CRASHES_MOMENT");
+    return moment && std::strcmp(moment, name) == 0;
+}
+
+/// Waits in the kernel for a child that does nothing: no signal but SIGKILL reaches the thread.
+void *waitForAChild(void *)
+{
+    if (vfork() == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // gone with the thread
+        while (true)
+            pause();
+    }
+    return nullptr;
+}
+
 [[gnu::constructor]] void listen()
 {
     struct sigaction action
@@ -121,15 +139,12 @@ void onSignal(int signal)
     for (std::size_t i = 0; i < actions.size(); ++i)
         sigaction(SIGRTMIN + firstSignal + int(i), &action, nullptr);
     // Runs after the ends of all static objects of the program, which are registered later.
-    const char *moment = std::getenv("CRASHES_MOMENT");
-    if (moment && std::strcmp(moment, "exit") == 0)
+    if (isMoment("exit"))
         std::atexit(&crash_at_exit);
-}
-
-bool isMoment(const char *name)
-{
-    const char *moment = std::getenv("CRASHES_MOMENT");
-    return moment && std::strcmp(moment, name) == 0;
+    if (isMoment("unstoppable thread")) {
+        pthread_t thread{};
+        pthread_create(&thread, nullptr, &waitForAChild, nullptr);
+    }
 }
 
 } // namespace

@@ -21,7 +21,7 @@ run_packages=(
 test_packages=(
     clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev g++-mingw-w64-x86-64-posix
     python3-websockets sox xvfb iproute2 procps libbenchmark-dev
-    libumockdev-dev umockdev python3-gi gir1.2-umockdev-1.0 binutils zlib1g-dev
+    libumockdev-dev umockdev binutils zlib1g-dev
 )
 
 groups=("$@")

@@ -5,8 +5,8 @@ import subprocess
 import threading
 import unittest
 
-from emulatedhid import MOUSE, NUMBERED, VENDOR_PAGE, EmulatedHid
-from program import BUILD, Client, eventually
+from devices import MOUSE, NUMBERED, VENDOR_PAGE, DeviceBed
+from program import BUILD, Client, Program, eventually
 from soundcase import SoundCase
 
 # More than the queue of a device that takes no writes holds.
@@ -19,12 +19,11 @@ def device(product, **more):
 
 class HidTest(SoundCase):
     def start_program(self, folder):
-        self.hid = EmulatedHid()
-        self.addCleanup(self.hid.close)
-        return self.hid.start_program(folder)
+        self.hid = self.enterContext(DeviceBed())
+        return Program(folder, environment=self.hid.environment)
 
     def add(self, product, descriptor=VENDOR_PAGE, serial="S1", *kind):
-        return self.hid.add(0xABCD, product, serial, descriptor, *kind)
+        return self.hid.add_hid(0xABCD, product, serial, descriptor, *kind)
 
     def send_until(self, line, command, product, **more):
         """Sends a command that the client hears nothing of; returns when the log has this line

@@ -6,29 +6,28 @@
 #undef signals
 #include <umockdev.h>
 
-struct DeviceBed::State
+void DeviceBed::Release::operator()(UMockdevTestbed *bed) const
 {
-    UMockdevTestbed *bed = umockdev_testbed_new();
-    ~State() { g_object_unref(bed); }
-};
+    g_object_unref(bed);
+}
 
-DeviceBed::DeviceBed() : state(std::make_unique<State>()) {}
+DeviceBed::DeviceBed() : bed(umockdev_testbed_new()) {}
 
 DeviceBed::~DeviceBed() = default;
 
 void DeviceBed::add(const QByteArray &description)
 {
     GError *error = nullptr;
-    if (!umockdev_testbed_add_from_string(state->bed, description.constData(), &error))
+    if (!umockdev_testbed_add_from_string(bed.get(), description.constData(), &error))
         qFatal("no emulated device: %s", error->message);
 }
 
 void DeviceBed::setProperty(const char *sysPath, const char *name, const char *value)
 {
-    umockdev_testbed_set_property(state->bed, sysPath, name, value);
+    umockdev_testbed_set_property(bed.get(), sysPath, name, value);
 }
 
 void DeviceBed::tell(const char *sysPath, const char *action)
 {
-    umockdev_testbed_uevent(state->bed, sysPath, action);
+    umockdev_testbed_uevent(bed.get(), sysPath, action);
 }

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+using UMockdevTestbed = struct _UMockdevTestbed;
+
 /// The test bed of this process and its children.
 class DeviceBed
 {
@@ -21,8 +23,13 @@ public:
     /// Lets udev tell "add", "change" or "remove".
     void tell(const char *sysPath, const char *action);
 
-    struct State;
+    [[nodiscard]] UMockdevTestbed *testbed() const { return bed.get(); }
 
 private:
-    std::unique_ptr<State> state;
+    struct Release
+    {
+        void operator()(UMockdevTestbed *bed) const;
+    };
+
+    std::unique_ptr<UMockdevTestbed, Release> bed;
 };

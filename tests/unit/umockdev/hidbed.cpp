@@ -22,7 +22,7 @@ struct HidBed::State
     std::set<QByteArray> unplugged;
     std::map<QByteArray, QList<QByteArray>> writes;
     QByteArray inputReport;
-    UMockdevTestbed *bed = nullptr;
+    DeviceBed bed;
     std::vector<UMockdevIoctlBase *> handlers;
 };
 
@@ -100,27 +100,21 @@ gboolean onWrite(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data
     umockdev_ioctl_client_complete(client, argument->data_len, 0);
     return TRUE;
 }
-
-void addEntry(UMockdevTestbed *bed, const QByteArray &text)
-{
-    GError *error = nullptr;
-    if (!umockdev_testbed_add_from_string(bed, text.constData(), &error))
-        qFatal("no emulated device: %s", error->message);
-}
 } // namespace
 
-HidBed::HidBed() : state(std::make_unique<State>())
-{
-    state->bed = umockdev_testbed_new();
-}
+HidBed::HidBed() : state(std::make_unique<State>()) {}
 
 HidBed::~HidBed()
 {
     for (std::size_t index = 0; index < state->devices.size(); ++index)
-        umockdev_testbed_detach_ioctl(state->bed, nodeOf(index).constData(), nullptr);
+        umockdev_testbed_detach_ioctl(state->bed.testbed(), nodeOf(index).constData(), nullptr);
     for (UMockdevIoctlBase *handler : state->handlers)
         g_object_unref(handler);
-    g_object_unref(state->bed);
+}
+
+DeviceBed &HidBed::devices() const
+{
+    return state->bed;
 }
 
 void HidBed::add(const EmulatedHid &device)
@@ -135,39 +129,41 @@ void HidBed::add(const EmulatedHid &device)
     const QByteArray interface = usb + '/' + portOf(index) + ":1.0";
     const QByteArray name = "0003:" + device.vendorId + ':' + device.productId + ".000" + number;
     const QByteArray hid = interface + '/' + name;
-    addEntry(state->bed, "P: " + usb + "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: idVendor=" +
-                             device.vendorId + "\nA: idProduct=" + device.productId +
-                             "\nA: manufacturer=Maker\nA: product=Emulated\nA: serial=" +
-                             device.serialNumber + "\nA: bcdDevice=0100\n\n");
-    addEntry(state->bed, "P: " + interface +
-                             "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_interface\n"
-                             "A: bInterfaceNumber=00\n\n");
-    addEntry(state->bed, "P: " + hid + "\nE: SUBSYSTEM=hid\nE: HID_ID=0003:0000" + device.vendorId +
-                             ":0000" + device.productId +
-                             "\nE: HID_NAME=Maker Emulated\nE: HID_UNIQ=" + device.serialNumber +
-                             "\n\n");
-    addEntry(state->bed, "P: " + hid + "/hidraw/hidraw" + number + "\nN: hidraw" + number +
-                             "\nE: SUBSYSTEM=hidraw\nE: DEVNAME=/dev/hidraw" + number +
-                             "\nE: MAJOR=" + QByteArray::number(hidrawMajor) + "\nE: MINOR=" +
-                             number + "\nA: dev=" + QByteArray::number(hidrawMajor) + ':' + number +
-                             "\nL: device=../../../" + name + "\n\n");
+    state->bed.add(
+        "P: " + usb + "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: idVendor=" + device.vendorId +
+        "\nA: idProduct=" + device.productId +
+        "\nA: manufacturer=Maker\nA: product=Emulated\nA: serial=" + device.serialNumber +
+        "\nA: bcdDevice=0100\n\n");
+    state->bed.add("P: " + interface +
+                   "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_interface\n"
+                   "A: bInterfaceNumber=00\n\n");
+    state->bed.add("P: " + hid + "\nE: SUBSYSTEM=hid\nE: HID_ID=0003:0000" + device.vendorId +
+                   ":0000" + device.productId +
+                   "\nE: HID_NAME=Maker Emulated\nE: HID_UNIQ=" + device.serialNumber + "\n\n");
+    state->bed.add("P: " + hid + "/hidraw/hidraw" + number + "\nN: hidraw" + number +
+                   "\nE: SUBSYSTEM=hidraw\nE: DEVNAME=/dev/hidraw" + number +
+                   "\nE: MAJOR=" + QByteArray::number(hidrawMajor) + "\nE: MINOR=" + number +
+                   "\nA: dev=" + QByteArray::number(hidrawMajor) + ':' + number +
+                   "\nL: device=../../../" + name + "\n\n");
     QByteArray descriptor = device.descriptor;
     umockdev_testbed_set_attribute_binary(
-        state->bed, ("/sys" + hid).constData(), "report_descriptor",
+        state->bed.testbed(), ("/sys" + hid).constData(), "report_descriptor",
         reinterpret_cast<guint8 *>(descriptor.data()), int(descriptor.size()));
 
     UMockdevIoctlBase *handler = umockdev_ioctl_base_new();
     g_signal_connect(handler, "handle-ioctl", G_CALLBACK(onIoctl), state.get());
     g_signal_connect(handler, "handle-write", G_CALLBACK(onWrite), state.get());
     GError *error = nullptr;
-    if (!umockdev_testbed_attach_ioctl(state->bed, nodeOf(index).constData(), handler, &error))
+    if (!umockdev_testbed_attach_ioctl(state->bed.testbed(), nodeOf(index).constData(), handler,
+                                       &error))
         qFatal("no handler for an emulated device: %s", error->message);
     state->handlers.push_back(handler);
 }
 
 void HidBed::sendReport(int index, const QByteArray &report)
 {
-    const int fd = umockdev_testbed_get_dev_fd(state->bed, nodeOf(std::size_t(index)).constData());
+    const int fd =
+        umockdev_testbed_get_dev_fd(state->bed.testbed(), nodeOf(std::size_t(index)).constData());
     if (::write(fd, report.constData(), std::size_t(report.size())) != report.size())
         qFatal("an emulated device cannot send");
 }
@@ -187,7 +183,8 @@ void HidBed::setInputReport(const QByteArray &report)
 
 void HidBed::drain(int index)
 {
-    const int fd = umockdev_testbed_get_dev_fd(state->bed, nodeOf(std::size_t(index)).constData());
+    const int fd =
+        umockdev_testbed_get_dev_fd(state->bed.testbed(), nodeOf(std::size_t(index)).constData());
     pollfd queue{fd, POLLIN, 0};
     char bytes[4096];
     while (::poll(&queue, 1, drainMs) > 0 && ::read(fd, bytes, sizeof bytes) > 0) {
@@ -202,11 +199,12 @@ void HidBed::unplug(int index)
         state->unplugged.insert(node);
     }
     // The other side of the device hangs up, and its descriptor stays taken for the bed to close.
-    const int fd = umockdev_testbed_get_dev_fd(state->bed, node.constData());
+    const int fd = umockdev_testbed_get_dev_fd(state->bed.testbed(), node.constData());
     const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
     if (::dup2(nothing, fd) != fd)
         qFatal("an emulated device cannot be unplugged");
     ::close(nothing);
     umockdev_testbed_remove_device(
-        state->bed, ("/sys/devices/pci0000:00/usb1/" + portOf(std::size_t(index))).constData());
+        state->bed.testbed(),
+        ("/sys/devices/pci0000:00/usb1/" + portOf(std::size_t(index))).constData());
 }

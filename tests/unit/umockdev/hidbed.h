@@ -1,6 +1,8 @@
 // Emulated hidraw devices: the kernel's side of a USB HID device, as far as umockdev carries it.
 #pragma once
 
+#include "devicebed.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -37,6 +39,9 @@ public:
     void drain(int index);
     /// Takes the device away: reads end with a hang-up, and writes fail.
     void unplug(int index);
+
+    /// Where these devices stand, for others beside them.
+    [[nodiscard]] DeviceBed &devices() const;
 
     struct State;
 

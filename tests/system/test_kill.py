@@ -103,6 +103,23 @@ class KillTest(unittest.TestCase):
             self.assert_clean(number)
             self.assert_starts_again(number)
 
+    def test_killed_in_the_middle_of_orders(self):
+        for count in (1, 10, 100):
+            program = self.start()
+            with Client() as client:
+                client.await_endpoints()
+                outputs = client.outputs()
+                for number in range(count):
+                    name = ("Headset", "Speakers")[number % 2]
+                    client.send("switchDevice", deviceType="outputDevice",
+                                routeDeviceName=full_name("Gaming"), deviceName=name,
+                                deviceID=outputs[name]["deviceID"])
+                    client.send("setControlMode", mode=("StreamerMode", "NormalMode")[number % 2])
+                    client.send("addOutputDevice", outputDeviceName="Browser")
+                program.kill()
+            self.assert_clean(count)
+        self.assert_starts_again("the middle of orders")
+
     def test_killed_while_it_plays(self):
         program = self.start()
         with Client() as client:

@@ -34,24 +34,25 @@ qint64 residentMiB(qint64 pid)
     return file.readAll().split(' ').at(1).toLongLong() * ::sysconf(_SC_PAGESIZE) >> 20;
 }
 
-/// A child that has touched every page of a mapped file, and waits to be ended.
+/// Whether the system has any place for pages that belong to no file.
+bool hasSwap()
+{
+    QFile file("/proc/meminfo");
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("no /proc");
+    const QByteArray text = file.readAll();
+    const qsizetype place = text.indexOf("SwapTotal:");
+    return place < 0 || text.mid(place + 10).trimmed().split(' ').first() != "0";
+}
+
+/// A child that has touched every page of as much memory as told, and waits to be ended.
 class Toucher
 {
 public:
-    explicit Toucher(QFile &file)
-    {
-        int ready[2];
-        if (::pipe(ready) != 0)
-            qFatal("no pipe");
-        child = ::fork();
-        if (child == 0)
-            touch(file.handle(), ready[1]);
-        char byte = 0;
-        ::close(ready[1]);
-        if (::read(ready[0], &byte, 1) != 1)
-            qFatal("the child did not touch its file");
-        ::close(ready[0]);
-    }
+    /// Of a mapped file.
+    explicit Toucher(QFile &file) : Toucher(file.handle()) {}
+    /// Of no file.
+    Toucher() : Toucher(noFile) {}
     ~Toucher() { end(); }
     Toucher(const Toucher &) = delete;
     Toucher &operator=(const Toucher &) = delete;
@@ -67,16 +68,38 @@ public:
     [[nodiscard]] DWORD pid() const { return static_cast<DWORD>(child); }
 
 private:
+    static constexpr int noFile = -1;
+
+    explicit Toucher(int descriptor)
+    {
+        int ready[2];
+        if (::pipe(ready) != 0)
+            qFatal("no pipe");
+        child = ::fork();
+        if (child == 0)
+            touch(descriptor, ready[1]);
+        char byte = 0;
+        ::close(ready[1]);
+        if (::read(ready[0], &byte, 1) != 1)
+            qFatal("the child did not touch its memory");
+        ::close(ready[0]);
+    }
+
     [[noreturn]] static void touch(int descriptor, int ready)
     {
         const size_t bytes = fileMiB << 20;
-        auto *const memory = static_cast<const volatile char *>(
-            ::mmap(nullptr, bytes, PROT_READ, MAP_SHARED, descriptor, 0));
+        const bool hasFile = descriptor != noFile;
+        auto *const memory = static_cast<volatile char *>(
+            ::mmap(nullptr, bytes, hasFile ? PROT_READ : PROT_READ | PROT_WRITE,
+                   hasFile ? MAP_SHARED : MAP_PRIVATE | MAP_ANONYMOUS, descriptor, 0));
         if (memory == MAP_FAILED)
             ::_exit(1);
         char sum = 0;
-        for (size_t offset = 0; offset < bytes; offset += pageBytes)
+        for (size_t offset = 0; offset < bytes; offset += pageBytes) {
+            if (!hasFile)
+                memory[offset] = 'x';
             sum = static_cast<char>(sum + memory[offset]);
+        }
         if (::write(ready, &sum, 1) == 1)
             ::pause();
         ::_exit(0);
@@ -159,6 +182,21 @@ private slots:
         qInfo("resident memory of the child: %lld MiB before the trim, %lld MiB after", before,
               after);
         QVERIFY2(after < fileMiB / 10, qPrintable(QString::number(after)));
+    }
+
+    void withoutSwapPagesOfNoFileStayAndThatIsSuccess()
+    {
+        if (hasSwap())
+            QSKIP("this system has swap");
+        const Toucher child;
+        const HANDLE process = OpenProcess(trimmingAccess, FALSE, child.pid());
+        if (!process)
+            QSKIP(qPrintable(refusal("opening the child for trimming")));
+        const BOOL trimmed = SetProcessWorkingSetSize(process, asSmallAsCanBe, asSmallAsCanBe);
+        const qint64 after = residentMiB(child.pid());
+        CloseHandle(process);
+        QVERIFY(trimmed);
+        QVERIFY2(after >= fileMiB, qPrintable(QString::number(after)));
     }
 
     void ourOwnProcessNeedsNoRight()

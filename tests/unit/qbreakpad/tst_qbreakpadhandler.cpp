@@ -116,6 +116,19 @@ private slots:
         QCOMPARE(simulated::crashHandlers().size(), 1);
     }
 
+    void anotherPathHasAHandlerOfItsOwn()
+    {
+        const QTemporaryDir first;
+        const QTemporaryDir second;
+        handler().setDumpPath(first.path());
+        handler().setDumpPath(second.path());
+        QCOMPARE(handler().dumpPath(), second.path());
+        const auto installed = simulated::crashHandlers();
+        QCOMPARE(installed.size(), 2);
+        QCOMPARE(installed[0].dumpPath, first.path());
+        QCOMPARE(installed[1].dumpPath, second.path());
+    }
+
     void dumpIsAnnouncedOnTheHandlersThread_data()
     {
         QTest::addColumn<bool>("succeeded");

@@ -1,6 +1,5 @@
 // quorvanectl as a user meets it: its process, its output and its exit codes.
-#include "clientrun.h"
-#include "fakeprogram.h"
+#include "programtest.h"
 #include "tests/support/portlock.h"
 
 #include <QElapsedTimer>
@@ -53,13 +52,11 @@ QString id(const QString &last, bool isInput = false)
 }
 } // namespace
 
-class TestQuorvanectl : public QObject
+class TestQuorvanectl : public ProgramTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
     void outputsAreListed();
     void inputsAreListed();
     void emptyListIsNoError();
@@ -100,28 +97,7 @@ private slots:
     void programEndsTheConnection();
     void leaveIsTakenProperly();
     void standardPortIsUsed();
-
-private:
-    Outcome run(const QStringList &arguments);
-
-    std::unique_ptr<FakeProgram> program;
 };
-
-void TestQuorvanectl::init()
-{
-    program = std::make_unique<FakeProgram>();
-    QVERIFY(program->listen());
-}
-
-void TestQuorvanectl::cleanup()
-{
-    program.reset();
-}
-
-Outcome TestQuorvanectl::run(const QStringList &arguments)
-{
-    return Run(QStringList{"--port", QString::number(program->port())} + arguments).finish();
-}
 
 void TestQuorvanectl::outputsAreListed()
 {

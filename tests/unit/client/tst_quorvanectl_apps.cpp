@@ -1,11 +1,7 @@
 // quorvanectl's verbs for applications, as a user meets them.
-#include "clientrun.h"
-#include "fakeprogram.h"
+#include "programtest.h"
 
 #include <QJsonArray>
-#include <QTest>
-
-#include <memory>
 
 namespace
 {
@@ -32,7 +28,7 @@ QJsonObject allInfos()
 }
 } // namespace
 
-class TestQuorvanectlApps : public QObject
+class TestQuorvanectlApps : public ProgramTest
 {
     Q_OBJECT
 
@@ -47,23 +43,12 @@ private slots:
     void candidatesAreNamed();
     void refusalIsTold_data();
     void refusalIsTold();
-
-private:
-    Outcome run(const QStringList &arguments);
-
-    std::unique_ptr<FakeProgram> program;
 };
 
 void TestQuorvanectlApps::init()
 {
-    program = std::make_unique<FakeProgram>();
+    ProgramTest::init();
     program->sessionInfos = allInfos();
-    QVERIFY(program->listen());
-}
-
-Outcome TestQuorvanectlApps::run(const QStringList &arguments)
-{
-    return Run(QStringList{"--port", QString::number(program->port())} + arguments).finish();
 }
 
 void TestQuorvanectlApps::applicationsAreListed()

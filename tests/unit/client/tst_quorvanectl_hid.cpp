@@ -1,11 +1,7 @@
 // The verb for HID devices.
-#include "clientrun.h"
-#include "fakeprogram.h"
+#include "programtest.h"
 
 #include <QJsonArray>
-#include <QTest>
-
-#include <memory>
 
 namespace
 {
@@ -16,18 +12,11 @@ const QJsonObject fullDevice{{"VID", 0x12AB},   {"PID", 0x5678}, {"SerialNumber"
 const QJsonObject otherDevice{{"VID", 0x12AB}, {"PID", 1}};
 } // namespace
 
-class TestQuorvanectlHid : public QObject
+class TestQuorvanectlHid : public ProgramTest
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        program = std::make_unique<FakeProgram>();
-        QVERIFY(program->listen());
-    }
-    void cleanup() { program.reset(); }
-
     void openIsSent()
     {
         const Outcome outcome = run({"hid", "open", "12ab:5678"});
@@ -129,11 +118,6 @@ private slots:
     }
 
 private:
-    Outcome run(const QStringList &arguments)
-    {
-        return Run(QStringList{"--port", QString::number(program->port())} + arguments).finish();
-    }
-
     /// Answers a command first for another device, then for the one that is meant.
     void answer(const QString &command, const QString &event, const QJsonObject &payload)
     {
@@ -154,8 +138,6 @@ private:
         const QList<QJsonObject> sent = program->received(command);
         return sent.size() == 1 ? sent.first().value("payload").toObject() : QJsonObject();
     }
-
-    std::unique_ptr<FakeProgram> program;
 };
 
 QTEST_GUILESS_MAIN(TestQuorvanectlHid)

@@ -1,23 +1,11 @@
 // The verb for other programs' memory.
-#include "clientrun.h"
-#include "fakeprogram.h"
+#include "programtest.h"
 
-#include <QTest>
-
-#include <memory>
-
-class TestQuorvanectlMemory : public QObject
+class TestQuorvanectlMemory : public ProgramTest
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        program = std::make_unique<FakeProgram>();
-        QVERIFY(program->listen());
-    }
-    void cleanup() { program.reset(); }
-
     void theProcessIsNamed()
     {
         const Outcome outcome = run({"trim", "4711"});
@@ -52,14 +40,6 @@ private slots:
         QCOMPARE(run(arguments).code, int(Usage));
         QVERIFY(program->messages.isEmpty());
     }
-
-private:
-    Outcome run(const QStringList &arguments)
-    {
-        return Run(QStringList{"--port", QString::number(program->port())} + arguments).finish();
-    }
-
-    std::unique_ptr<FakeProgram> program;
 };
 
 QTEST_GUILESS_MAIN(TestQuorvanectlMemory)

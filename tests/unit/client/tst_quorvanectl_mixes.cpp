@@ -1,10 +1,5 @@
 // The verbs for levels in steps, channels on demand, the mode, the mixes and the balance.
-#include "clientrun.h"
-#include "fakeprogram.h"
-
-#include <QTest>
-
-#include <memory>
+#include "programtest.h"
 
 namespace
 {
@@ -16,18 +11,11 @@ QString fullName(const QString &word)
 const QString speakersId = QStringLiteral("{0.0.0.00000000}.{b2}");
 } // namespace
 
-class TestQuorvanectlMixes : public QObject
+class TestQuorvanectlMixes : public ProgramTest
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        program = std::make_unique<FakeProgram>();
-        QVERIFY(program->listen());
-    }
-    void cleanup() { program.reset(); }
-
     void stepsAreOrdered_data()
     {
         QTest::addColumn<QString>("verb");
@@ -286,14 +274,6 @@ private slots:
         for (const QJsonObject &message : std::as_const(program->messages))
             QVERIFY(message["event"].toString().startsWith("get"));
     }
-
-private:
-    Outcome run(const QStringList &arguments)
-    {
-        return Run(QStringList{"--port", QString::number(program->port())} + arguments).finish();
-    }
-
-    std::unique_ptr<FakeProgram> program;
 };
 
 QTEST_GUILESS_MAIN(TestQuorvanectlMixes)

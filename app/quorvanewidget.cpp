@@ -109,7 +109,8 @@ void QuorvaneWidget::startServices()
 {
     // A service for which there is no room leaves its slot null.
     qInfo() << "init AudioSessionManager : begin";
-    audioSessionManager.reset(new (std::nothrow) AudioSessionManager(true, nullptr));
+    audioSessionManager.reset(new (std::nothrow) AudioSessionManager(true, nullptr),
+                              &AudioSessionManager::end);
     if (audioSessionManager)
         connectSessionEvents();
     qInfo() << "init AudioSessionManager : end";

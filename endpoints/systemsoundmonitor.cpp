@@ -12,13 +12,6 @@
 
 #include <utility>
 
-namespace
-{
-
-constexpr int workerThreadWaitMs = 100;
-
-} // namespace
-
 SystemSoundMonitor::SystemSoundMonitor(bool useWorkerThread, QObject *parent)
     : QObject(parent), notificationClient(new AudioDeviceEventNotificationClient(this))
 {
@@ -76,7 +69,7 @@ void SystemSoundMonitor::end(SystemSoundMonitor *monitor)
     monitor->leavePlatform();
     disconnect(monitor, nullptr, nullptr, nullptr);
     if (auto thread = std::move(monitor->workerThread))
-        endOnItsThread(monitor, std::move(thread), workerThreadWaitMs);
+        endOnItsThread(monitor, std::move(thread));
     else
         delete monitor;
 }

@@ -14,7 +14,6 @@ namespace
 {
 
 constexpr int playThreadWaitMs = 500;
-constexpr int workerThreadWaitMs = 100;
 
 } // namespace
 
@@ -41,7 +40,7 @@ void WASAPIAudioPlayer::end(WASAPIAudioPlayer *player)
     player->closeDevice();
     CoUninitialize();
     const QString closedName = player->deviceName();
-    endOnItsThread(player, std::move(player->workerThread), workerThreadWaitMs);
+    endOnItsThread(player, std::move(player->workerThread));
     qInfo() << "WASAPIAudioPlayer::~WASAPIAudioPlayer" << type << closedName << ": end";
 }
 

@@ -15,7 +15,6 @@ namespace
 
 constexpr int retryIntervalMs = 1500;
 constexpr int captureThreadWaitMs = 500;
-constexpr int workerThreadWaitMs = 100;
 
 } // namespace
 
@@ -48,7 +47,7 @@ void WASAPIMicrophoneCapturer::end(WASAPIMicrophoneCapturer *capturer)
         capturer->retryTimer.reset();
     }
     capturer->stopCapture();
-    endOnItsThread(capturer, std::move(capturer->workerThread), workerThreadWaitMs);
+    endOnItsThread(capturer, std::move(capturer->workerThread));
     qInfo() << "WASAPIMicrophoneCapturer::~WASAPIMicrophoneCapturer"
             << ": end";
 }

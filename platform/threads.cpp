@@ -3,6 +3,13 @@
 #include <QCoreApplication>
 #include <QThread>
 
+namespace
+{
+
+constexpr int workerWaitMs = 100;
+
+} // namespace
+
 void retire(QThread *thread)
 {
     if (!thread)
@@ -24,11 +31,11 @@ bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds)
     return false;
 }
 
-void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread, int milliseconds)
+void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread)
 {
     // Also for a thread whose loop has ended or never begins: its last step deletes what was
     // told to go.
     object->deleteLater();
     thread->quit();
-    waitAndEnd(std::move(thread), milliseconds);
+    waitAndEnd(std::move(thread), workerWaitMs);
 }

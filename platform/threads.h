@@ -17,8 +17,8 @@ bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds);
 
 /// Ends an object that lives on a thread of its own, together with that thread. The thread
 /// deletes the object itself, once it has left the call that it may be in, so that nothing goes
-/// from under it; the caller waits for that no longer than so many milliseconds.
-void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread, int milliseconds);
+/// from under it; the caller waits for that no longer than 100 ms.
+void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread);
 
 /// Asks for real-time scheduling for the calling thread, since Qt's priorities mean nothing
 /// under the ordinary scheduler. Falls back silently to what the rights allow.

@@ -18,9 +18,9 @@ AudioSessionManager::AudioSessionManager(bool useWorkerThread, QObject *parent) 
     qRegisterMetaType<BOOL>("BOOL");
     qRegisterMetaType<GUID>("GUID");
     if (useWorkerThread) {
-        workerThread = new QThread;
+        workerThread = std::make_unique<QThread>();
         workerThread->setObjectName("AudioSessionManager");
-        moveToThread(workerThread);
+        moveToThread(workerThread.get());
         SignalStack::provideTo(*workerThread);
         workerThread->start(QThread::InheritPriority);
     }
@@ -41,17 +41,26 @@ AudioSessionManager::AudioSessionManager(bool useWorkerThread, QObject *parent) 
     fetchPolicyFactory();
 }
 
-AudioSessionManager::~AudioSessionManager()
+AudioSessionManager::~AudioSessionManager() = default;
+
+void AudioSessionManager::end(AudioSessionManager *manager)
+{
+    if (!manager)
+        return;
+    manager->leavePlatform();
+    disconnect(manager, nullptr, nullptr, nullptr);
+    if (auto thread = std::move(manager->workerThread))
+        endOnItsThread(manager, std::move(thread));
+    else
+        delete manager;
+}
+
+void AudioSessionManager::leavePlatform()
 {
     clearDeviceSessions();
     enumerator.reset();
     policyFactory.reset();
     CoUninitialize();
-    if (workerThread) {
-        workerThread->quit();
-        workerThread->wait(100);
-        retire(workerThread);
-    }
 }
 
 void AudioSessionManager::clearDeviceSessions()

@@ -15,6 +15,8 @@
 #include <QPointer>
 #include <QString>
 
+#include <memory>
+
 class DeviceAudioSession;
 class QThread;
 
@@ -31,8 +33,9 @@ class AudioSessionManager : public QObject
 public:
     /// `useWorkerThread` asks for a worker thread of its own; then `parent` must be null.
     explicit AudioSessionManager(bool useWorkerThread, QObject *parent = nullptr);
-    /// Waits at most 100 ms for the worker thread.
-    ~AudioSessionManager() override;
+    /// Ends the manager, on the owner's thread; null is legal. Waits at most 100 ms for the worker
+    /// thread; a worker that is held up in the platform for longer deletes the manager later.
+    static void end(AudioSessionManager *manager);
 
     /// One entry for each active endpoint: its ID, and the session info objects of its sessions.
     /// `reset` builds all lists afresh.
@@ -165,6 +168,8 @@ private slots:
                                     const QString &processName, const QString &disconnectReason);
 
 private:
+    ~AudioSessionManager() override;
+    void leavePlatform();
     [[nodiscard]] QString defaultDeviceID(EDataFlow flow);
     void clearDeviceSessions();
     void connectDeviceSession(const DeviceAudioSession *device);
@@ -185,7 +190,7 @@ private:
     void leaveRouting(const QString &appName);
     [[nodiscard]] bool isInRouting(const QString &appName);
 
-    QThread *workerThread = nullptr;
+    std::unique_ptr<QThread> workerThread; ///< null if the owner's thread serves
     ComPtr<IMMDeviceEnumerator> enumerator;
     ComPtr<IAudioPolicyConfig> policyFactory; ///< null if the system has none
     QMutex mutex; ///< guards `deviceSessions`; taken before a device's own

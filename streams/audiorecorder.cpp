@@ -1,6 +1,7 @@
 #include "streams/audiorecorder.h"
 
 #include "platform/signalstack.h"
+#include "platform/threads.h"
 #include "streams/wavheader.h"
 
 #include <QCoreApplication>
@@ -16,13 +17,17 @@ AudioRecorder::AudioRecorder(int channels, int bitsPerSample, int sampleRate, QO
     m_thread->start(QThread::InheritPriority);
 }
 
-AudioRecorder::~AudioRecorder()
+AudioRecorder::~AudioRecorder() = default;
+
+QSharedPointer<AudioRecorder> AudioRecorder::create(int channels, int bitsPerSample, int sampleRate)
 {
-    finishAudioRecord();
-    m_thread->exit(0);
-    // Without a bound: a thread that is late may still be delivering a block to this object, and
-    // nothing holds it up for longer than a write.
-    m_thread->wait();
+    return {new AudioRecorder(channels, bitsPerSample, sampleRate, nullptr), &AudioRecorder::end};
+}
+
+void AudioRecorder::end(AudioRecorder *recorder)
+{
+    recorder->finishAudioRecord();
+    endOnItsThread(recorder, std::move(recorder->m_thread));
 }
 
 void AudioRecorder::startAudioRecord(const QString &filePath)

@@ -6,6 +6,7 @@
 #include <QList>
 #include <QMutex>
 #include <QObject>
+#include <QSharedPointer>
 #include <QString>
 #include <QTemporaryFile>
 #include <QThread>
@@ -23,8 +24,11 @@ class AudioRecorder : public QObject
 public:
     /// `sampleRate` in Hz. The parent must be null, since the object moves to its own thread.
     AudioRecorder(int channels, int bitsPerSample, int sampleRate, QObject *parent);
-    /// Finishes a recording that still runs.
-    ~AudioRecorder() override;
+    /// As the constructor, without a parent. Its end, on the owner's thread, finishes a recording
+    /// that still runs and waits at most 100 ms for the recorder's thread; one that is held up for
+    /// longer deletes the recorder later.
+    [[nodiscard]] static QSharedPointer<AudioRecorder> create(int channels, int bitsPerSample,
+                                                              int sampleRate);
 
     /// Begins a recording that will become this WAV file; nothing while one runs. On the owner's
     /// thread.
@@ -41,6 +45,8 @@ private slots:
     void writeAudioData();
 
 private:
+    ~AudioRecorder() override;
+    static void end(AudioRecorder *recorder);
     void writeWavFile();
 
     const int m_channels;
@@ -54,5 +60,5 @@ private:
     QList<QByteArray> m_audioDataQueue;
     /// The queue's length, for the wait that reads it without the mutex.
     std::atomic<qsizetype> m_waitingBlocks{0};
-    const std::unique_ptr<QThread> m_thread; ///< the object lives on it
+    std::unique_ptr<QThread> m_thread; ///< the object lives on it
 };

@@ -24,8 +24,8 @@ bool isOnStreamEndpoint(const WASAPIAudioPlayer &player)
 } // namespace
 
 tavoriGetSpeakerDataThread::tavoriGetSpeakerDataThread(QObject *parent)
-    : QThread(parent), m_audioRecorder(std::make_unique<AudioRecorder>(
-                           driverChannels, driverBitsPerSample, driverSampleRate, nullptr))
+    : QThread(parent),
+      m_audioRecorder(AudioRecorder::create(driverChannels, driverBitsPerSample, driverSampleRate))
 {
 }
 

@@ -109,7 +109,7 @@ private:
 
     std::atomic<bool> m_isRecording{false};
     QString m_recordFilePath;
-    std::unique_ptr<AudioRecorder> m_audioRecorder; ///< never null
+    QSharedPointer<AudioRecorder> m_audioRecorder; ///< never null
 
     bool m_isMute = false;
     double m_volume = 1.0;

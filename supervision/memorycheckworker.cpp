@@ -12,7 +12,6 @@ namespace
 {
 constexpr DWORD trimmingAccess = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ | PROCESS_SET_QUOTA;
 static_assert(trimmingAccess == 0x510);
-constexpr int endMs = 100;
 /// As both bounds of a working set: as small as it can be made.
 constexpr auto asSmallAsCanBe = static_cast<SIZE_T>(-1);
 } // namespace
@@ -30,7 +29,7 @@ void MemoryCheckWorker::end(MemoryCheckWorker *worker)
     if (!worker)
         return;
     worker->removeAll();
-    endOnItsThread(worker, std::move(worker->workerThread), endMs);
+    endOnItsThread(worker, std::move(worker->workerThread));
 }
 
 void MemoryCheckWorker::removeAll()

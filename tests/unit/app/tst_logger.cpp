@@ -1,4 +1,5 @@
 #include "app/logger.h"
+#include "tests/support/threadqueue.h"
 
 #include <QFile>
 #include <QSemaphore>
@@ -20,13 +21,6 @@ QByteArray contents(const QString &path)
 void log(Logger &logger, const QString &line)
 {
     QMetaObject::invokeMethod(&logger, "logMessage", Qt::QueuedConnection, Q_ARG(QString, line));
-}
-
-/// Returns when the log thread has come this far in its queue.
-void drain(Logger &logger)
-{
-    QMetaObject::invokeMethod(
-        &logger, [] {}, Qt::BlockingQueuedConnection);
 }
 
 } // namespace
@@ -58,7 +52,7 @@ private slots:
         QVERIFY(logger.isOpen());
         QCOMPARE(contents(path("log.txt")), QByteArray());
         log(logger, "short\r\n");
-        drain(logger);
+        awaitQueueOf(logger);
         QCOMPARE(contents(path("log.txt")), QByteArray("short\r\n"));
     }
 
@@ -70,7 +64,7 @@ private slots:
         for (int i = 0; i < 100; ++i) {
             log(logger, QString::number(i) + "\r\n");
             expected += QByteArray::number(i) + "\r\n";
-            drain(logger);
+            awaitQueueOf(logger);
             QCOMPARE(contents(path("log.txt")), expected);
         }
     }
@@ -80,7 +74,7 @@ private slots:
         Logger logger;
         QCOMPARE(logger.openFile(path("log.txt")), 0);
         log(logger, QString::fromUtf8("错误码：é"));
-        drain(logger);
+        awaitQueueOf(logger);
         QCOMPARE(contents(path("log.txt")), QByteArray("错误码：é"));
     }
 
@@ -89,7 +83,7 @@ private slots:
         Logger logger;
         QCOMPARE(logger.openFile(path("log.txt")), 0);
         log(logger, "kept");
-        drain(logger);
+        awaitQueueOf(logger);
         QCOMPARE(logger.openFile(path("log.txt")), 0);
         QCOMPARE(contents(path("log.txt")), QByteArray("kept"));
     }
@@ -99,10 +93,10 @@ private slots:
         Logger logger;
         QCOMPARE(logger.openFile(path("one.txt")), 0);
         log(logger, "first");
-        drain(logger);
+        awaitQueueOf(logger);
         QCOMPARE(logger.openFile(path("two.txt")), 0);
         log(logger, "second");
-        drain(logger);
+        awaitQueueOf(logger);
         QCOMPARE(contents(path("one.txt")), QByteArray("first"));
         QCOMPARE(contents(path("two.txt")), QByteArray("second"));
     }
@@ -113,7 +107,7 @@ private slots:
         QCOMPARE(logger.openFile(path("missing/log.txt")), -2);
         QVERIFY(!logger.isOpen());
         log(logger, "lost");
-        drain(logger);
+        awaitQueueOf(logger);
         // The name is taken now, so that the same path counts as done although nothing is open.
         QCOMPARE(logger.openFile(path("missing/log.txt")), 0);
         QVERIFY(!logger.isOpen());

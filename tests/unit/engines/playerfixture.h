@@ -4,6 +4,7 @@
 #include "engines/wasapiaudioplayer.h"
 #include "platform/simulated/simulated.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/threadqueue.h"
 
 #include <QSharedPointer>
 #include <QTest>

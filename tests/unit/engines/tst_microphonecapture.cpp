@@ -109,8 +109,9 @@ void TestMicrophoneCapture::stopWithErrorTriesAgain()
 {
     const LogCapture log;
     QVERIFY(start());
-    QMetaObject::invokeMethod(capturer.get(), "stopCapture", Qt::BlockingQueuedConnection,
-                              Q_ARG(long, -5), Q_ARG(QString, "Fail to GetBuffer"));
+    QMetaObject::invokeMethod(capturer.get(), "stopCapture", Qt::QueuedConnection, Q_ARG(long, -5),
+                              Q_ARG(QString, "Fail to GetBuffer"));
+    awaitQueueOf(*capturer);
     QVERIFY(log.lines().contains("Info: WASAPIMicrophoneCapturer::stopCapture "
                                  R"("Microphone" : begin -5 "Fail to GetBuffer")"));
     QVERIFY(simulated::captureStreams(microphone).isEmpty());
@@ -169,21 +170,12 @@ void TestMicrophoneCapture::heldUpWorkerKeepsTheCapturer()
     const auto stream = start();
     QVERIFY(stream);
     const QPointer<WASAPIMicrophoneCapturer> guarded(capturer.get());
-    QSemaphore entered;
-    QSemaphore leave;
-    QMetaObject::invokeMethod(
-        capturer.get(),
-        [&, target = capturer.get()] {
-            entered.release();
-            leave.acquire();
-            target->onGetInputData(pattern(960), 48000, 2);
-        },
-        Qt::QueuedConnection);
-    QVERIFY(entered.tryAcquire(1, 30000));
+    HeldThread worker(
+        *capturer, [target = capturer.get()] { target->onGetInputData(pattern(960), 48000, 2); });
     capturer.reset();
     QVERIFY(!stream.isOpen());
     QVERIFY(guarded);
-    leave.release();
+    worker.letGo();
     QTRY_VERIFY_WITH_TIMEOUT(!guarded, 30000);
 }
 

@@ -80,8 +80,7 @@ TestMicrophoneOutputs::Output TestMicrophoneOutputs::openOutput(const QString &n
 bool TestMicrophoneOutputs::sounded(Output &output)
 {
     // Behind everything that is queued for the player's worker.
-    QMetaObject::invokeMethod(
-        output.player.get(), [] {}, Qt::BlockingQueuedConnection);
+    awaitQueueOf(*output.player);
     output.stream.clearReleasedBuffers();
     output.stream.turn(output.stream.bufferFrames());
     return !soundOf(output.stream).isEmpty();

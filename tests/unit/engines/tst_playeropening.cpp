@@ -63,6 +63,7 @@ private slots:
     void destroyedWithQueuedBlocks();
     void stuckThreadEndsLater();
     void heldUpWorkerKeepsThePlayer();
+    void theWorkerAsksForPriorityOnce();
     void manyOpensLeaveNothing();
 
 private:
@@ -465,22 +466,28 @@ void TestPlayerOpening::heldUpWorkerKeepsThePlayer()
     auto player = makePlayer();
     QVERIFY(openPlaying(*player, endpoint));
     const QPointer<WASAPIAudioPlayer> guarded(player.get());
-    QSemaphore entered;
-    QSemaphore leave;
-    QMetaObject::invokeMethod(
-        player.get(),
-        [&, target = player.get()] {
-            entered.release();
-            leave.acquire();
-            target->play(pattern(1920), 48000, 2);
-        },
-        Qt::QueuedConnection);
-    QVERIFY(entered.tryAcquire(1, 30000));
+    HeldThread worker(*player, [target = player.get()] { target->play(pattern(1920), 48000, 2); });
     player.reset();
     QVERIFY(simulated::renderStreams(endpoint).isEmpty());
     QVERIFY(guarded);
-    leave.release();
+    worker.letGo();
     QTRY_VERIFY_WITH_TIMEOUT(!guarded, 30000);
+}
+
+void TestPlayerOpening::theWorkerAsksForPriorityOnce()
+{
+    const auto player = makePlayer();
+    simulated::failNext("CreateEventW", refused);
+    simulated::clearCalls();
+    player->openDevice(endpoint, "Headset");
+    awaitQueueOf(*player);
+    QCOMPARE(simulated::countCalls("requestRealtimeScheduling"), 0);
+    // The play thread at each opening, the worker at the first that succeeds.
+    for (const qsizetype asked : {2, 1}) {
+        QVERIFY(openPlaying(*player, endpoint));
+        awaitQueueOf(*player);
+        QCOMPARE(simulated::countCalls("requestRealtimeScheduling"), asked);
+    }
 }
 
 void TestPlayerOpening::manyOpensLeaveNothing()

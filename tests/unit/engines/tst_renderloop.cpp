@@ -296,6 +296,7 @@ void TestRenderLoop::droppedBeforeThreadIsReady()
 {
     QSemaphore entered;
     QSemaphore leave;
+    awaitQueueOf(*player); // the worker asks for it too, once
     simulated::onCall("requestRealtimeScheduling", [&] {
         entered.release();
         leave.acquire();

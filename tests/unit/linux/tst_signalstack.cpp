@@ -1,5 +1,6 @@
 // The stack on which a thread's crash is handled.
 #include "platform/signalstack.h"
+#include "tests/support/threadqueue.h"
 
 #include <QFile>
 #include <QThread>
@@ -84,7 +85,8 @@ private slots:
         thread.start();
         std::size_t size = 0;
         QMetaObject::invokeMethod(
-            &worker, [&size] { size = stackSize(); }, Qt::BlockingQueuedConnection);
+            &worker, [&size] { size = stackSize(); }, Qt::QueuedConnection);
+        awaitQueueOf(worker);
         thread.quit();
         QVERIFY(thread.wait());
         QVERIFY(size >= leastSize);

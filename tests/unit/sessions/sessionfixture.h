@@ -4,11 +4,14 @@
 #include "platform/comptr.h"
 #include "platform/coreaudio.h"
 #include "platform/simulated/simulated.h"
+#include "sessions/audiosessionmanager.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/threadqueue.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
+#include <QSharedPointer>
 #include <QStringList>
 
 #include <functional>
@@ -47,6 +50,12 @@ public:
 inline constexpr DWORD playerId = 101;
 inline constexpr DWORD browserId = 202;
 inline constexpr DWORD gameId = 303;
+
+/// As the program makes and ends it.
+inline QSharedPointer<AudioSessionManager> makeManager(bool useWorkerThread = true)
+{
+    return {new AudioSessionManager(useWorkerThread), &AudioSessionManager::end};
+}
 
 /// Gathers signals as texts, "sigName(argument, argument)": lists and objects by their size.
 class SignalLog : public QObject

@@ -29,7 +29,7 @@ struct Subject : SessionFixture
 {
     AudioSessionManager &start()
     {
-        manager = std::make_unique<AudioSessionManager>(true);
+        manager = makeManager();
         listenToEvents(signalLog, *manager);
         signalLog.listen(*manager, "finished",
                          &AudioSessionManager::sigFinishSetAppDefaultAudioEndpoint);
@@ -65,7 +65,7 @@ struct Subject : SessionFixture
     }
 
     SignalLog signalLog;
-    std::unique_ptr<AudioSessionManager> manager;
+    QSharedPointer<AudioSessionManager> manager;
 };
 
 /// Every event that an application of this name can have, through the manager's own slots. The
@@ -73,11 +73,10 @@ struct Subject : SessionFixture
 void raiseAll(AudioSessionManager &manager, const QString &name)
 {
     const auto raise = [&](const char *slot, const auto &...arguments) {
-        QVERIFY(
-            QMetaObject::invokeMethod(&manager, slot, Qt::BlockingQueuedConnection, arguments...));
+        QVERIFY(QMetaObject::invokeMethod(&manager, slot, Qt::QueuedConnection, arguments...));
     };
     const QString none;
-    static const int pid = playerId; // read where it stands, on the manager's thread
+    const int pid = playerId;
     const auto text = Q_ARG(QString, none);
     const auto number = Q_ARG(int, pid);
     const auto application = Q_ARG(QString, name);
@@ -91,6 +90,7 @@ void raiseAll(AudioSessionManager &manager, const QString &name)
     for (const char *slot : {"onAudioSessionStateActive", "onAudioSessionStateInactive",
                              "onAudioSessionStateExpired", "onAudioSessionDisconnected"})
         raise(slot, text, text, text, text, text, number, application, text);
+    awaitQueueOf(manager);
 }
 
 /// Each endpoint's list is read once, 250 ms after the move and not before.
@@ -411,7 +411,7 @@ private slots:
         QFETCH(bool, earlier);
         Subject subject;
         simulated::setAudioPolicyGenerations(current, earlier);
-        subject.manager = std::make_unique<AudioSessionManager>(true);
+        subject.manager = makeManager();
         QCOMPARE(simulated::countCalls("RoGetActivationFactory"), current ? 1 : 2);
         QTEST(subject.move(subject.headset), "result");
     }

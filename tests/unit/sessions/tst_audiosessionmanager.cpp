@@ -2,6 +2,7 @@
 #include "sessions/audiosessionmanager.h"
 #include "tests/unit/sessions/sessionfixture.h"
 
+#include <QPointer>
 #include <QTest>
 #include <QThread>
 
@@ -23,7 +24,7 @@ struct Subject : SessionFixture
 
     AudioSessionManager &start(bool useWorkerThread = true)
     {
-        manager = std::make_unique<AudioSessionManager>(useWorkerThread);
+        manager = makeManager(useWorkerThread);
         using Manager = AudioSessionManager;
         signalLog.listen(*manager, "sigPrintfLog", &Manager::sigPrintfLog);
         signalLog.listen(*manager, "sigUpdateAudioSessionInfos",
@@ -57,7 +58,7 @@ struct Subject : SessionFixture
     }
 
     SignalLog signalLog;
-    std::unique_ptr<AudioSessionManager> manager;
+    QSharedPointer<AudioSessionManager> manager;
 };
 
 } // namespace
@@ -102,7 +103,7 @@ private slots:
         QFETCH(bool, worker);
         Subject subject;
         simulated::clearCalls();
-        auto manager = std::make_unique<AudioSessionManager>(worker);
+        auto manager = makeManager(worker);
         const QStringList calls = simulated::calls();
         QCOMPARE(calls.at(0), worker ? "CoInitializeEx 0" : "CoInitialize");
         QCOMPARE(calls.at(1), "CoCreateInstance MMDeviceEnumerator IMMDeviceEnumerator 23");
@@ -122,6 +123,26 @@ private slots:
                 ending.indexOf("release IMMDeviceEnumerator"));
         QCOMPARE(ending.last(), "CoUninitialize");
         QCOMPARE(simulated::leakReport(), QString());
+    }
+
+    void aHeldUpWorkerKeepsTheManager()
+    {
+        Subject subject;
+        subject.add(subject.speakers, playerId);
+        auto manager = makeManager();
+        const QPointer<AudioSessionManager> guarded(manager.get());
+        HeldThread worker(*manager, [target = manager.get(), endpoint = subject.speakers] {
+            target->tryToUpdateAudioSessionsInfos();
+            target->tryToUpdateDeviceAudioSessionsInfo(endpoint);
+        });
+        manager.reset();
+        QCOMPARE(simulated::leakReport(), QString());
+        QVERIFY(guarded);
+        simulated::clearCalls();
+        worker.letGo();
+        QTRY_VERIFY_WITH_TIMEOUT(!guarded, queueMs);
+        // It came back to a manager that had left the platform.
+        QCOMPARE(simulated::calls(), QStringList());
     }
 
     void listsEveryActiveEndpoint()

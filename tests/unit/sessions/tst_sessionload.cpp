@@ -101,7 +101,7 @@ private slots:
         for (int index = 0; index < endpointCount; ++index)
             endpoints.append(simulated::addEndpoint({.flow = index % 2 ? eCapture : eRender}));
         Churn churn(endpoints);
-        auto manager = std::make_unique<AudioSessionManager>(true);
+        auto manager = makeManager();
         int all = 0;
         for (const QJsonValue infos : manager->getAllAudioSessionInfos(false))
             all += int(infos.toArray().size());

@@ -3,8 +3,9 @@
 #include "speakerbench.h"
 #include "streams/audiorecorder.h"
 #include "streams/recordname.h"
+#include "tests/support/threadqueue.h"
 
-#include <QSemaphore>
+#include <QPointer>
 #include <QTest>
 
 namespace
@@ -15,13 +16,6 @@ void add(AudioRecorder &recorder, const QByteArray &block)
 {
     QMetaObject::invokeMethod(&recorder, "addAudioData", Qt::QueuedConnection,
                               Q_ARG(QByteArray, block));
-}
-
-/// Waits until the recorder's thread has done what was handed over.
-void drain(AudioRecorder &recorder)
-{
-    QMetaObject::invokeMethod(
-        &recorder, [] {}, Qt::BlockingQueuedConnection);
 }
 
 } // namespace
@@ -43,6 +37,7 @@ private slots:
     void aSecondStartChangesNothing();
     void aRecorderServesManyRecordings();
     void aRecordersEndFinishesItsFile();
+    void aHeldUpThreadKeepsTheRecorder();
     void aFinishedRecordingLeavesNoTemporary();
     void aFileThatCannotBeOpenedIsNotWritten();
     void withoutATemporaryNothingIsWritten();
@@ -111,26 +106,26 @@ void TestAudioRecorder::theNameTellsChannelAndTime()
 void TestAudioRecorder::blocksBecomeAFileInTheirOrder()
 {
     const WorkingDirectory directory;
-    AudioRecorder recorder(1, 8, 44100, nullptr);
-    recorder.startAudioRecord("./a.wav");
+    const auto recorder = AudioRecorder::create(1, 8, 44100);
+    recorder->startAudioRecord("./a.wav");
     QByteArray all;
     for (int i = 0; i < 200; ++i) {
         const QByteArray block(i + 1, char(i));
-        add(recorder, block);
+        add(*recorder, block);
         all += block;
     }
     QVERIFY(contentOf("a.wav").isEmpty()); // its length is not known yet
-    drain(recorder);
-    recorder.finishAudioRecord();
+    awaitQueueOf(*recorder);
+    recorder->finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), wavHeader(1, 8, 44100, all.size()) + all);
 }
 
 void TestAudioRecorder::aRecordingWithoutABlockIsAnEmptyWav()
 {
     const WorkingDirectory directory;
-    AudioRecorder recorder(2, 16, 48000, nullptr);
-    recorder.startAudioRecord("./a.wav");
-    recorder.finishAudioRecord();
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
+    recorder->startAudioRecord("./a.wav");
+    recorder->finishAudioRecord();
     const QByteArray content = contentOf("a.wav");
     QCOMPARE(content.size(), 44);
     QCOMPARE(content.mid(4, 4), QByteArray("\x24\0\0\0", 4));
@@ -140,55 +135,46 @@ void TestAudioRecorder::aRecordingWithoutABlockIsAnEmptyWav()
 void TestAudioRecorder::blocksOutsideARecordingAreDropped()
 {
     const WorkingDirectory directory;
-    AudioRecorder recorder(2, 16, 48000, nullptr);
-    recorder.finishAudioRecord(); // nothing to finish
-    add(recorder, tone(1));
-    drain(recorder);
-    recorder.startAudioRecord("./a.wav");
-    add(recorder, tone(2));
-    drain(recorder);
-    recorder.finishAudioRecord();
-    add(recorder, tone(3));
-    drain(recorder);
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
+    recorder->finishAudioRecord(); // nothing to finish
+    add(*recorder, tone(1));
+    awaitQueueOf(*recorder);
+    recorder->startAudioRecord("./a.wav");
+    add(*recorder, tone(2));
+    awaitQueueOf(*recorder);
+    recorder->finishAudioRecord();
+    add(*recorder, tone(3));
+    awaitQueueOf(*recorder);
     QCOMPARE(contentOf("a.wav"), wavOf(tone(2)));
 }
 
 void TestAudioRecorder::aFinishWaitsForTheBlocksTakenAndHandlesEvents()
 {
     const WorkingDirectory directory;
-    QSemaphore holding;
-    QSemaphore letGo;
-    AudioRecorder recorder(2, 16, 48000, nullptr);
-    recorder.startAudioRecord("./a.wav");
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
+    recorder->startAudioRecord("./a.wav");
     QByteArray all;
     for (char i = 1; i <= 20; ++i) {
-        add(recorder, tone(i));
+        add(*recorder, tone(i));
         all += tone(i);
     }
     // Stands behind the taking of all blocks and before the writing of most.
+    HeldThread thread(*recorder);
     QMetaObject::invokeMethod(
-        &recorder,
-        [&] {
-            holding.release();
-            letGo.acquire();
-        },
-        Qt::QueuedConnection);
-    QVERIFY(holding.tryAcquire(1, 10000));
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [&] { letGo.release(); }, Qt::QueuedConnection);
-    recorder.finishAudioRecord();
+        QCoreApplication::instance(), [&] { thread.letGo(); }, Qt::QueuedConnection);
+    recorder->finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), wavOf(all));
 }
 
 void TestAudioRecorder::aSecondStartChangesNothing()
 {
     const WorkingDirectory directory;
-    AudioRecorder recorder(2, 16, 48000, nullptr);
-    recorder.startAudioRecord("./a.wav");
-    add(recorder, tone(1));
-    drain(recorder);
-    recorder.startAudioRecord("./b.wav");
-    recorder.finishAudioRecord();
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
+    recorder->startAudioRecord("./a.wav");
+    add(*recorder, tone(1));
+    awaitQueueOf(*recorder);
+    recorder->startAudioRecord("./b.wav");
+    recorder->finishAudioRecord();
     QCOMPARE(WorkingDirectory::recordings(), QStringList{"a.wav"});
     QCOMPARE(contentOf("a.wav"), wavOf(tone(1)));
 }
@@ -196,13 +182,13 @@ void TestAudioRecorder::aSecondStartChangesNothing()
 void TestAudioRecorder::aRecorderServesManyRecordings()
 {
     const WorkingDirectory directory;
-    AudioRecorder recorder(2, 16, 48000, nullptr);
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
     for (char i = 1; i < 10; ++i) {
         const QString path = QString("./%1.wav").arg(int(i));
-        recorder.startAudioRecord(path);
-        add(recorder, tone(i));
-        drain(recorder);
-        recorder.finishAudioRecord();
+        recorder->startAudioRecord(path);
+        add(*recorder, tone(i));
+        awaitQueueOf(*recorder);
+        recorder->finishAudioRecord();
         QCOMPARE(contentOf(path), wavOf(tone(i)));
     }
 }
@@ -211,40 +197,57 @@ void TestAudioRecorder::aRecordersEndFinishesItsFile()
 {
     const WorkingDirectory directory;
     {
-        AudioRecorder recorder(2, 16, 48000, nullptr);
-        recorder.startAudioRecord("./a.wav");
-        add(recorder, tone(1));
-        drain(recorder);
+        const auto recorder = AudioRecorder::create(2, 16, 48000);
+        recorder->startAudioRecord("./a.wav");
+        add(*recorder, tone(1));
+        awaitQueueOf(*recorder);
     }
+    QCOMPARE(contentOf("a.wav"), wavOf(tone(1)));
+}
+
+void TestAudioRecorder::aHeldUpThreadKeepsTheRecorder()
+{
+    const WorkingDirectory directory;
+    auto recorder = AudioRecorder::create(2, 16, 48000);
+    recorder->startAudioRecord("./a.wav");
+    add(*recorder, tone(1));
+    awaitQueueOf(*recorder);
+    const QPointer<AudioRecorder> guarded(recorder.get());
+    HeldThread thread(*recorder, [target = recorder.get()] { target->addAudioData(tone(2)); });
+    recorder.reset();
+    QCOMPARE(contentOf("a.wav"), wavOf(tone(1)));
+    QVERIFY(guarded);
+    thread.letGo();
+    QTRY_VERIFY_WITH_TIMEOUT(!guarded, queueMs);
     QCOMPARE(contentOf("a.wav"), wavOf(tone(1)));
 }
 
 void TestAudioRecorder::aFinishedRecordingLeavesNoTemporary()
 {
     const WorkingDirectory directory;
-    AudioRecorder recorder(2, 16, 48000, nullptr);
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
     QCOMPARE(directory.temporaries().size(), 0);
-    recorder.startAudioRecord("./a.wav");
+    recorder->startAudioRecord("./a.wav");
     QCOMPARE(directory.temporaries().size(), 1);
-    recorder.finishAudioRecord();
+    recorder->finishAudioRecord();
     QCOMPARE(directory.temporaries().size(), 0);
 }
 
 void TestAudioRecorder::aFileThatCannotBeOpenedIsNotWritten()
 {
     const WorkingDirectory directory;
-    AudioRecorder recorder(2, 16, 48000, nullptr);
-    recorder.startAudioRecord("./no/such/directory.wav");
-    add(recorder, tone(1));
-    drain(recorder);
-    recorder.finishAudioRecord();
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
+    recorder->startAudioRecord("./no/such/directory.wav");
+    add(*recorder, tone(1));
+    awaitQueueOf(*recorder);
+    recorder->finishAudioRecord();
     QCOMPARE(WorkingDirectory::recordings(), QStringList());
     QCOMPARE(directory.temporaries().size(), 0);
 
-    recorder.startAudioRecord("./a.wav");
-    add(recorder, tone(2));
-    drain(recorder);
-    recorder.finishAudioRecord();
+    recorder->startAudioRecord("./a.wav");
+    add(*recorder, tone(2));
+    awaitQueueOf(*recorder);
+    recorder->finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), wavOf(tone(2)));
 }
 
@@ -252,19 +255,19 @@ void TestAudioRecorder::withoutATemporaryNothingIsWritten()
 {
     const WorkingDirectory directory;
     const LogCapture log; // a warning of QFile's own at the second start
-    AudioRecorder recorder(2, 16, 48000, nullptr);
+    const auto recorder = AudioRecorder::create(2, 16, 48000);
     qputenv("TMPDIR", "/proc");
-    recorder.startAudioRecord("./a.wav");
-    add(recorder, tone(1));
-    drain(recorder);
-    recorder.finishAudioRecord();
+    recorder->startAudioRecord("./a.wav");
+    add(*recorder, tone(1));
+    awaitQueueOf(*recorder);
+    recorder->finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), QByteArray());
 
     qputenv("TMPDIR", QDir("temporary").absolutePath().toLocal8Bit());
-    recorder.startAudioRecord("./b.wav");
-    add(recorder, tone(2));
-    drain(recorder);
-    recorder.finishAudioRecord();
+    recorder->startAudioRecord("./b.wav");
+    add(*recorder, tone(2));
+    awaitQueueOf(*recorder);
+    recorder->finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), QByteArray());
     QCOMPARE(contentOf("b.wav"), wavOf(tone(2)));
 }

@@ -1,6 +1,7 @@
 // Opening, moving and losing the outputs of a virtual speaker.
 #include "engines/wasapiaudioplayer.h"
 #include "speakerbench.h"
+#include "tests/support/threadqueue.h"
 #include "tests/unit/engines/gainpoints.h"
 
 #include <QTest>
@@ -61,8 +62,7 @@ void reopen(const SpeakerBench &bench, const OutputDoors &output, const QString 
 /// Waits until the player has dealt with the blocks that are on their way to it.
 void settle(WASAPIAudioPlayer &player)
 {
-    QMetaObject::invokeMethod(
-        &player, [] {}, Qt::BlockingQueuedConnection);
+    awaitQueueOf(player);
 }
 
 qsizetype opensOf(const QString &id)

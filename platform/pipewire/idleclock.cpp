@@ -1,12 +1,19 @@
 #include "platform/pipewire/idleclock.h"
 
-#include <algorithm>
+#include <chrono>
+
+using std::chrono::milliseconds;
 
 namespace
 {
-constexpr timespec interval{0, 40'000'000};
-constexpr timespec silentInterval{0, 500'000'000};
-constexpr int ticksToSilence = 50;
+constexpr milliseconds usualInterval(40);
+constexpr milliseconds soundlessInterval(500);
+
+/// Below a second.
+constexpr timespec timespecOf(milliseconds time)
+{
+    return {0, std::chrono::nanoseconds(time).count()};
+}
 } // namespace
 
 IdleClock::IdleClock(Connection &connection, RenderPath &path)
@@ -22,7 +29,6 @@ IdleClock::~IdleClock()
 void IdleClock::setRunning(bool now)
 {
     isRunning = now;
-    silentTicks = 0;
     arm();
 }
 
@@ -40,17 +46,20 @@ void IdleClock::onTime(void *data, uint64_t)
 
 void IdleClock::onTick()
 {
-    const bool wasSilent = silentTicks >= ticksToSilence;
-    silentTicks = path.takeSounded() ? 0 : std::min(silentTicks + 1, ticksToSilence);
-    path.idle();
-    if (wasSilent != (silentTicks >= ticksToSilence))
+    path.idle(interval);
+    if (interval != wantedInterval())
         arm();
+}
+
+milliseconds IdleClock::wantedInterval() const
+{
+    return path.isSoundless() ? soundlessInterval : usualInterval;
 }
 
 void IdleClock::arm()
 {
-    const timespec &usual = silentTicks >= ticksToSilence ? silentInterval : interval;
-    timespec first = isRunning && !isStreaming ? usual : timespec{};
+    interval = wantedInterval();
+    timespec first = isRunning && !isStreaming ? timespecOf(interval) : timespec{};
     timespec next = first;
     pw_loop_update_timer(loop, timer, &first, &next, false);
 }

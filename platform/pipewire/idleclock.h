@@ -4,6 +4,8 @@
 #include "platform/pipewire/connection.h"
 #include "platform/pipewire/renderpath.h"
 
+#include <chrono>
+
 /// Stands between a stream and its path, and lets the path's client go on giving sound while the
 /// graph does not ask for it, often enough that no queue of 60 ms overflows; a client that has
 /// none is asked now and then only. With the loop locked but for process().
@@ -25,6 +27,7 @@ public:
 private:
     static void onTime(void *data, uint64_t);
     void onTick();
+    [[nodiscard]] std::chrono::milliseconds wantedInterval() const;
     void arm();
 
     RenderPath &path;
@@ -32,5 +35,5 @@ private:
     spa_source *const timer;
     bool isRunning = false;
     bool isStreaming = false;
-    int silentTicks = 0; ///< in a row
+    std::chrono::milliseconds interval{0}; ///< of the timer
 };

@@ -1,11 +1,11 @@
 #include "platform/pipewire/renderpath.h"
 
+#include "platform/pipewire/cycletime.h"
 #include "platform/posix/events.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <ctime>
 #include <utility>
 
 using std::chrono::nanoseconds;
@@ -24,18 +24,19 @@ constexpr uint32_t laterCutAfter = 20 * 60 * 1000;
 // After so long without sound from the client, in milliseconds, what comes is a new beginning.
 constexpr uint32_t newSoundAfter = 5000;
 
-/// A cycle that begins late does not end later: the graph keeps its clock.
-nanoseconds untilNextCycle(pw_stream *stream, nanoseconds period) noexcept
+/// On the clock that the graph tells its cycles by.
+nanoseconds monotonicTime() noexcept
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+/// What is left of the stream's cycle, by the graph's clock.
+nanoseconds leftOfCycle(pw_stream *stream, nanoseconds now, nanoseconds period) noexcept
 {
     pw_time time{};
-    timespec clock{};
-    if (pw_stream_get_time_n(stream, &time, sizeof time) < 0 || time.now == 0 ||
-        clock_gettime(CLOCK_MONOTONIC, &clock) != 0)
+    if (pw_stream_get_time_n(stream, &time, sizeof time) < 0 || time.now == 0)
         return period;
-    const nanoseconds now = std::chrono::seconds(clock.tv_sec) + nanoseconds(clock.tv_nsec);
-    // The stream tells the start of this cycle or still of the one before.
-    const nanoseconds gone = now - nanoseconds(time.now);
-    return gone < nanoseconds(0) ? period : period - gone % period;
+    return untilNextCycle(nanoseconds(time.now), now, period);
 }
 } // namespace
 
@@ -87,7 +88,8 @@ void RenderPath::process(pw_stream *stream) noexcept
 
 void RenderPath::cutBacklog(uint32_t frames) noexcept
 {
-    if (soundlessFrames.fetch_add(frames) >= uint64_t(streamRate) * newSoundAfter / 1000) {
+    soundlessFrames.fetch_add(frames);
+    if (isSoundless()) {
         backlog.restart();
         return;
     }
@@ -104,16 +106,33 @@ void RenderPath::grant(uint32_t frames) noexcept
 
 void RenderPath::callClient(pw_stream *stream, uint32_t frames) noexcept
 {
-    const nanoseconds period(uint64_t(frames) * 1'000'000'000 / streamRate);
-    if (!canDelay.load() ||
-        !posix::setEventAfter(clientEvent(), untilNextCycle(stream, period) / 2))
+    if (frames == 0 || !canDelay.load()) {
         signalClient();
+        return;
+    }
+    const nanoseconds period(uint64_t(frames) * 1'000'000'000 / streamRate);
+    const nanoseconds now = monotonicTime();
+    const nanoseconds left = leftOfCycle(stream, now, period);
+    cycleEnd.store((now + left).count());
+    mayCallAgain.store(true);
+    if (!posix::setEventAfter(clientEvent(), std::max(left / 4, nanoseconds(1))))
+        signalClient();
+}
+
+void RenderPath::callAgain() noexcept
+{
+    if (!isRunning() || isSoundless() || !mayCallAgain.exchange(false))
+        return;
+    const nanoseconds left = nanoseconds(cycleEnd.load()) - monotonicTime();
+    if (left.count() > 0)
+        posix::setEventAfter(clientEvent(), left / 2);
 }
 
 void RenderPath::setRunning(bool now)
 {
-    soundlessFrames.store(uint64_t(streamRate) * newSoundAfter / 1000);
+    soundlessFrames.store(0);
     canDelay.store(now && posix::allowDelay(clientEvent()));
+    mayCallAgain.store(false);
     StreamPath::setRunning(now);
     // The buffer is empty: a first event at once, which also makes a wait that has begun before
     // look at the event's timer from now on.
@@ -121,10 +140,16 @@ void RenderPath::setRunning(bool now)
         signalClient();
 }
 
-void RenderPath::idle() noexcept
+void RenderPath::idle(std::chrono::milliseconds elapsed) noexcept
 {
+    soundlessFrames.fetch_add(uint64_t(streamRate) * uint64_t(elapsed.count()) / 1000);
     isIdle.store(true);
     signalClient();
+}
+
+bool RenderPath::isSoundless() const noexcept
+{
+    return soundlessFrames.load() >= uint64_t(streamRate) * newSoundAfter / 1000;
 }
 
 UINT32 RenderPath::bufferSize()
@@ -171,14 +196,6 @@ void RenderPath::keepNewest(UINT32 &frames)
     frames = kept;
 }
 
-/// What the graph does not get is silence anyway: silence only fills up the next cycle, and never
-/// stands before the sound that comes after it.
-void RenderPath::limitSilence(UINT32 &frames) const
-{
-    const UINT32 quantum = grantedFrames.load(std::memory_order_relaxed);
-    frames = std::min(frames, quantum - std::min(quantum, ring.available() / frameBytes));
-}
-
 HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
 {
     if ((flags & ~AUDCLNT_BUFFERFLAGS_SILENT) != 0)
@@ -189,20 +206,19 @@ HRESULT RenderPath::releaseBuffer(UINT32 frames, DWORD flags)
         return AUDCLNT_E_INVALID_SIZE;
     isRequested = false;
     const bool isSilent = (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0;
-    if (frames > 0 && !isSilent) {
+    if (frames > 0 && !isSilent)
         soundlessFrames.store(0);
-        hasSounded.store(true);
-    }
     if (std::exchange(drops, false)) {
         ring.discard();
         if (isIdle.load())
             return S_OK;
         keepNewest(frames);
     }
-    if (isSilent) {
-        limitSilence(frames);
-        std::memset(staging.data(), 0, size_t(frames) * frameBytes);
-    }
-    ring.write(staging.data(), frames * frameBytes);
+    // What the graph does not get is silence anyway, which thus never stands before the sound that
+    // comes after it.
+    if (isSilent)
+        callAgain();
+    else
+        ring.write(staging.data(), frames * frameBytes);
     return S_OK;
 }

@@ -9,6 +9,8 @@
 #include <QTest>
 #include <QThreadPool>
 
+#include <thread>
+
 namespace
 {
 const QByteArray path = QByteArrayLiteral("/dev/hid0");
@@ -111,6 +113,7 @@ private slots:
     void readDataIsNotTold();
     void quitClosesDevices();
     void quitWaitsForCommands();
+    void quitWaitsForCommandsThatHaveNotBegun();
     void twoClientsRaceOnOneDevice();
     void aThousandOpensAndClosesLeaveNothing();
 };
@@ -465,6 +468,35 @@ void ControllerHidTest::quitWaitsForCommands()
     fixture.quit();
     QCOMPARE(simulated::openHidHandles(path), 0);
     QCOMPARE(simulated::countCalls("hid_close"), simulated::countCalls("hid_open_path"));
+}
+
+void ControllerHidTest::quitWaitsForCommandsThatHaveNotBegun()
+{
+    HidFixture fixture;
+    QThreadPool *pool = QThreadPool::globalInstance();
+    QSemaphore holding;
+    QSemaphore going;
+    const int threads = pool->maxThreadCount();
+    for (int thread = 0; thread < threads; ++thread) {
+        pool->start([&] {
+            holding.release();
+            going.acquire();
+        });
+    }
+    holding.acquire(threads);
+    fixture.send("openHidDevice", {{"device", device()}});
+    fixture.settle();
+    std::thread later([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        going.release(threads);
+    });
+    // The program that they are for must not be gone when their turn comes.
+    fixture.quit();
+    const qsizetype opened = simulated::countCalls("hid_open_path");
+    later.join();
+    QVERIFY(pool->waitForDone(patience));
+    QCOMPARE(opened, qsizetype(1));
+    QCOMPARE(simulated::openHidHandles(path), 0);
 }
 
 void ControllerHidTest::twoClientsRaceOnOneDevice()

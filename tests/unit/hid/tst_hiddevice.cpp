@@ -58,6 +58,7 @@ private slots:
     void failedInputReport();
     void inputReportOfAClosedDevice();
     void closeWhileAReadHoldsOn();
+    void closeWhileAReadHoldsOnWithoutAnEventLoop();
     void unpluggedWhileOpen();
     void destructionCloses();
     void aThousandOpensAndClosesLeaveNothing();
@@ -528,6 +529,24 @@ void TestHidDevice::closeWhileAReadHoldsOn()
     device.closeDevice();
     QCOMPARE(closed.size(), 1);
     // The read still has its device, which is closed as soon as the read is over.
+    QCOMPARE(simulated::openHidHandles(hidPath), 1);
+    held.release(1000);
+    QTRY_COMPARE_WITH_TIMEOUT(simulated::openHidHandles(hidPath), 0, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(threadsOfProcess() <= threads, patience);
+}
+
+void TestHidDevice::closeWhileAReadHoldsOnWithoutAnEventLoop()
+{
+    plugIn();
+    const qsizetype threads = threadsOfProcess();
+    QSemaphore held;
+    simulated::onCall("hid_read_timeout", [&] { held.acquire(); });
+    // As a thread of the pool does it, which is over before the read is.
+    std::thread([] {
+        VXGeneralDevice device;
+        openDefault(device, true);
+        static_cast<void>(simulated::waitForCall("hid_read_timeout", patience));
+    }).join();
     QCOMPARE(simulated::openHidHandles(hidPath), 1);
     held.release(1000);
     QTRY_COMPARE_WITH_TIMEOUT(simulated::openHidHandles(hidPath), 0, patience);

@@ -598,9 +598,15 @@ private slots:
 
         // One of this thread is ended by a refresh on another, which leaves the end to this one.
         listen();
+        std::promise<void> refreshed;
         QMetaObject::invokeMethod(
-            &there, [&] { subject.device->refreshDeviceAudioSession(true); },
-            Qt::BlockingQueuedConnection);
+            &there,
+            [&] {
+                subject.device->refreshDeviceAudioSession(true);
+                refreshed.set_value();
+            },
+            Qt::QueuedConnection);
+        refreshed.get_future().wait();
         QVERIFY(!endedOn);
         // It is not heard any more all the same.
         QCOMPARE(simulated::sessionSinks(number), 1);

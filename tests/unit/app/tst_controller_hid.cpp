@@ -4,7 +4,6 @@
 #include "tests/unit/app/controllerfixture.h"
 
 #include <QJsonDocument>
-#include <QScopeGuard>
 #include <QSemaphore>
 #include <QTest>
 #include <QThreadPool>
@@ -66,6 +65,19 @@ public:
     }
 };
 
+/// So many threads for the pool while it lives.
+class PoolSize
+{
+    Q_DISABLE_COPY_MOVE(PoolSize)
+
+public:
+    explicit PoolSize(int threads) { QThreadPool::globalInstance()->setMaxThreadCount(threads); }
+    ~PoolSize() { QThreadPool::globalInstance()->setMaxThreadCount(usual); }
+
+private:
+    const int usual = QThreadPool::globalInstance()->maxThreadCount();
+};
+
 /// Moves the pool's next bodies to other threads than its last ones.
 void renewPoolThreads()
 {
@@ -95,6 +107,7 @@ private slots:
     void keysReachTheOpen();
     void missingIdsLookForZero();
     void secondOpenFindsTheFirst();
+    void opensTakeTurns();
     void failedOpenStaysUntilTheClose();
     void writeIsTold_data();
     void writeIsTold();
@@ -201,6 +214,28 @@ void ControllerHidTest::secondOpenFindsTheFirst()
              1);
     QVERIFY(fixture.log.lines().filter("onOpenHidDevice() : end").isEmpty());
     QCOMPARE(fixture.pendingEvents(), QStringList());
+}
+
+void ControllerHidTest::opensTakeTurns()
+{
+    const PoolSize size(2);
+    HidFixture fixture;
+    QSemaphore held;
+    simulated::onCall("hid_enumerate", [&] { held.acquire(); });
+    fixture.log.clear();
+    for (int command = 0; command < 2; ++command)
+        fixture.send("openHidDevice", {{"device", device()}});
+    fixture.settle();
+    // Both are on their way, and the second waits for the whole of the first one's open.
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.log.lines().filter("onOpenHidDevice() : QJsonObject").size(),
+                              qsizetype(2), patience);
+    QVERIFY(simulated::waitForCall("hid_enumerate", patience));
+    const auto opening = [&] { return fixture.log.lines().filter("openDevice(): handle").size(); };
+    QVERIFY(!QTest::qWaitFor([&] { return opening() > 1; }, 300));
+    held.release(1000);
+    QVERIFY(fixture.waitForLog("onOpenHidDevice() : The device has been opened."));
+    QVERIFY(QThreadPool::globalInstance()->waitForDone(patience));
+    QCOMPARE(simulated::openHidHandles(path), 1);
 }
 
 void ControllerHidTest::failedOpenStaysUntilTheClose()
@@ -545,10 +580,7 @@ void ControllerHidTest::aThousandOpensAndClosesLeaveNothing()
 {
     constexpr qsizetype rounds = 1000;
     // One thread keeps the commands in their order: each open comes to a closed device.
-    QThreadPool *pool = QThreadPool::globalInstance();
-    const int usual = pool->maxThreadCount();
-    const auto restore = qScopeGuard([=] { pool->setMaxThreadCount(usual); });
-    pool->setMaxThreadCount(1);
+    const PoolSize size(1);
     HidFixture fixture;
     fixture.run("closeHidDevice", device()); // the pool has its thread
     const qsizetype live = simulated::liveObjects();
@@ -565,7 +597,7 @@ void ControllerHidTest::aThousandOpensAndClosesLeaveNothing()
         fixture.send("closeHidDevice", {{"device", device()}});
         if (round % 50 == 49) {
             fixture.settle();
-            QVERIFY(pool->waitForDone(patience));
+            QVERIFY(QThreadPool::globalInstance()->waitForDone(patience));
             countTold();
         }
     }

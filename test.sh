@@ -14,8 +14,10 @@ checks=("$@")
 # QWaitCondition (HID), or for a blocking call into another thread (the speakers' outputs).
 threaded='tst_(renderloop|playeropening|playerfaults|microphone|speaker(gains|lifetime|recording|thread)'
 threaded+='|systemsoundmonitor'
-threaded+='|audiodevice|audioendpoint|logger|framering|dispatcher|controller_life'
-threaded+='|audiosession|deviceaudiosession|sessionload|approuting|link_commands)'
+threaded+='|audiodevice|audioendpoint|logger|framering|dispatcher|controller_(life|memory)'
+threaded+='|audiosession|deviceaudiosession|sessionload|approut|link_commands'
+threaded+='|memorycheck|tasiprepare|crashannouncer|signalstack|workingset'
+threaded+='|endpointmodel|sessionmodel|streammoves|socketwatch|card|lines|serverloss|streams)'
 
 # Compilations are shared between clones, wherever they stand.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1

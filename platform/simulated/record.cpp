@@ -122,7 +122,8 @@ QList<Call> callRecords()
 {
     Record &record = theRecord();
     const std::lock_guard lock(record.mutex);
-    return record.calls;
+    // Not a shared list, whose memory another thread would go on appending to.
+    return {record.calls.begin(), record.calls.end()};
 }
 
 void clearCalls()

@@ -175,7 +175,10 @@ QByteArray RenderStream::turn(UINT32 frames, bool *answered)
 
 QList<ReleasedBuffer> RenderStream::releasedBuffers() const
 {
-    return ask(state, &StreamState::released);
+    if (!state)
+        return {};
+    const std::lock_guard lock(streamMutex());
+    return {state->released.begin(), state->released.end()};
 }
 
 void RenderStream::clearReleasedBuffers()

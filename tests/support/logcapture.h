@@ -29,11 +29,12 @@ public:
     LogCapture(const LogCapture &) = delete;
     LogCapture &operator=(const LogCapture &) = delete;
 
-    /// All lines so far.
+    /// All lines so far, in a list of its own: with a shared one the reader would still be at the
+    /// memory that another thread appends to.
     [[nodiscard]] QStringList lines() const
     {
         const QMutexLocker locker(&guard());
-        return caught;
+        return {caught.begin(), caught.end()};
     }
     /// All lines since the last call.
     [[nodiscard]] QStringList take()

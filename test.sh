@@ -2,7 +2,7 @@
 # Builds and runs every check: unit and system tests, both sanitizers, a short fuzz run, the
 # compile check for Windows, and the style of the sources. Can be run again at no cost.
 #
-#   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows style tidy
+#   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows wine style tidy
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
@@ -68,6 +68,12 @@ for check in "${checks[@]}"; do
         tests tsan --label-exclude system --tests-regex "$threaded|^storm\$"
         ;;
     windows) build windows-check ;;
+    wine)
+        # The unit tests as Windows programs. Builds a Qt for them, which takes its time, once.
+        scripts/setup.sh windows
+        build windows-tests
+        tests windows-tests
+        ;;
     style)
         step "Checking the sources' style"
         scripts/check-style.sh

@@ -1,3 +1,8 @@
 # Warnings for our own code. Link quorvane_warnings privately.
 add_library(quorvane_warnings INTERFACE)
-target_compile_options(quorvane_warnings INTERFACE -Wall -Wextra -Werror)
+if(MSVC)
+    # The sources are UTF-8, whatever the system's code page.
+    target_compile_options(quorvane_warnings INTERFACE /W4 /utf-8)
+else()
+    target_compile_options(quorvane_warnings INTERFACE -Wall -Wextra -Werror)
+endif()

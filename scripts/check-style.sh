@@ -11,7 +11,8 @@ clang-format-14 --dry-run --Werror "${sources[@]}"
 [ "${1:-}" = --tidy ] || exit 0
 
 # Windows' own files, the tests and the benchmarks are not in the release build's database.
-mapfile -t units < <(git ls-files '*.cpp' ':!platform/windows' ':!tests' ':!benchmarks')
+mapfile -t units < <(git ls-files '*.cpp' ':!platform/windows' ':!platform/simulated/windows' \
+    ':!tests' ':!benchmarks')
 echo "clang-tidy: ${#units[@]} files"
 printf '%s\n' "${units[@]}" |
     xargs -P "$(nproc)" -n 4 clang-tidy-14 --quiet -p build/release 2>/dev/null

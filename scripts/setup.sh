@@ -2,9 +2,10 @@
 # Installs what the project needs on Debian 12, Breakpad among it, and costs nothing when it is all
 # there.
 #
-#   scripts/setup.sh [build] [run] [test]
+#   scripts/setup.sh [build] [run] [test] [windows]
 #
-# Each word names a group of packages below; without a word, all of them.
+# Each word names a group of packages below; without a word, the first three. The last is for the
+# tests under Wine, and builds their libraries.
 set -eu
 
 build_packages=(
@@ -23,6 +24,9 @@ test_packages=(
     python3-websockets sox xvfb iproute2 procps libbenchmark-dev
     libumockdev-dev umockdev binutils zlib1g-dev
 )
+windows_packages=(
+    g++-mingw-w64-x86-64-posix wine64 dpkg-dev make nasm
+)
 
 groups=("$@")
 [ ${#groups[@]} -gt 0 ] || groups=(build run test)
@@ -31,6 +35,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 
 wanted=()
 breakpad=
+windows=
 for group in "${groups[@]}"; do
     case $group in
     build)
@@ -41,6 +46,11 @@ for group in "${groups[@]}"; do
     test)
         wanted+=("${test_packages[@]}")
         breakpad=tools
+        ;;
+    windows)
+        wanted+=("${build_packages[@]}" "${windows_packages[@]}")
+        breakpad=${breakpad:-client}
+        windows=1
         ;;
     *)
         echo "setup: unknown group '$group'" >&2
@@ -71,3 +81,7 @@ install_missing() {
 }
 [ ${#missing[@]} -eq 0 ] || install_missing
 [ -z "$breakpad" ] || ./breakpad.sh "$breakpad"
+if [ -n "$windows" ]; then
+    windows/build-qt.sh
+    windows/build-libraries.sh
+fi

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/posix/interfaces.h"
+#include "platform/posix/offered.h"
 
 #include <atomic>
 #include <cstddef>
@@ -27,7 +28,9 @@ protected:
 /// with one reference, the creator's; the last Release deletes the object. The first interface is
 /// its identity, what a query for IUnknown gives.
 template <typename First, typename... More>
-class ComObject : public First, public More..., private ComObjectCensus
+class ComObject : public Offered<First>::Type,
+                  public Offered<More>::Type...,
+                  private ComObjectCensus
 {
 public:
     virtual ~ComObject() = default;

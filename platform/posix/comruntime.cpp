@@ -1,6 +1,9 @@
 #include "platform/posix/comruntime.h"
 
-#include <sys/random.h>
+#include <QRandomGenerator>
+
+#include <array>
+#include <cstring>
 
 namespace posix
 {
@@ -25,9 +28,10 @@ HRESULT createGuid(GUID *guid)
 {
     if (!guid)
         return E_POINTER;
+    std::array<quint32, sizeof(GUID) / sizeof(quint32)> noise{};
+    QRandomGenerator::system()->fillRange(noise.data(), noise.size());
     GUID fresh;
-    if (::getrandom(&fresh, sizeof(fresh), 0) != static_cast<ssize_t>(sizeof(fresh)))
-        return E_FAIL;
+    std::memcpy(&fresh, noise.data(), sizeof(fresh));
     fresh.Data3 = (fresh.Data3 & 0x0FFF) | 0x4000;   // version 4
     fresh.Data4[0] = (fresh.Data4[0] & 0x3F) | 0x80; // the common variant
     *guid = fresh;

@@ -1,7 +1,7 @@
 // Starting COM and making GUIDs.
 #pragma once
 
-#include "platform/vocabulary/unknown.h"
+#include "platform/coreaudio.h"
 
 namespace posix
 {
@@ -11,7 +11,7 @@ HRESULT initializeCom();
 /// Unbalanced calls are harmless.
 void uninitializeCom();
 
-/// Fills in a random GUID (version 4). E_POINTER for null, E_FAIL if the system has no entropy.
+/// Fills in a random GUID (version 4). E_POINTER for null.
 HRESULT createGuid(GUID *guid);
 
 } // namespace posix

@@ -1,7 +1,7 @@
 #include "platform/posix/events.h"
 
+#include "platform/coreaudio.h"
 #include "platform/posix/lasterror.h"
-#include "platform/vocabulary/kernel.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -174,6 +174,12 @@ private:
 };
 
 } // namespace
+
+bool closeForeignHandle(HANDLE)
+{
+    setLastError(ERROR_INVALID_HANDLE);
+    return false;
+}
 
 HANDLE createEvent(bool manualReset, bool initiallySet)
 {

@@ -26,7 +26,7 @@ struct Slot
     std::atomic<Object *> object{nullptr};
 };
 
-std::array<Slot, maximumHandles> slots;
+std::array<Slot, maximumHandles> table;
 std::atomic<std::size_t> searchStart{0};
 std::atomic<std::size_t> openCount{0};
 
@@ -78,7 +78,7 @@ void dropReference(Slot &slot)
 Reference::~Reference()
 {
     if (object)
-        dropReference(slots[slot]);
+        dropReference(table[slot]);
 }
 
 HANDLE createHandle(std::unique_ptr<Object> object)
@@ -86,7 +86,7 @@ HANDLE createHandle(std::unique_ptr<Object> object)
     const std::size_t start = searchStart.fetch_add(1, std::memory_order_relaxed);
     for (std::size_t step = 0; step < maximumHandles; ++step) {
         const std::size_t index = (start + step) % maximumHandles;
-        Slot &slot = slots[index];
+        Slot &slot = table[index];
         uint64_t state = slot.state.load(std::memory_order_relaxed);
         if ((state & lowerHalf) != 0)
             continue;
@@ -108,7 +108,7 @@ Reference acquire(HANDLE handle)
     const std::optional<Name> name = toName(handle);
     if (!name)
         return {};
-    Slot &slot = slots[name->slot];
+    Slot &slot = table[name->slot];
     uint64_t state = slot.state.load(std::memory_order_relaxed);
     while (isOpen(state, name->generation) && (state & countMask) != countMask) {
         if (slot.state.compare_exchange_weak(state, state + 1, std::memory_order_acquire,
@@ -121,7 +121,7 @@ Reference acquire(HANDLE handle)
 bool closeHandle(HANDLE handle)
 {
     const std::optional<Name> name = toName(handle);
-    Slot *slot = name ? &slots[name->slot] : nullptr;
+    Slot *slot = name ? &table[name->slot] : nullptr;
     uint64_t state = slot ? slot->state.load(std::memory_order_relaxed) : 0;
     while (slot && isOpen(state, name->generation)) {
         // The handle's own reference stays until close() has returned.
@@ -133,8 +133,7 @@ bool closeHandle(HANDLE handle)
         dropReference(*slot);
         return true;
     }
-    setLastError(ERROR_INVALID_HANDLE);
-    return false;
+    return closeForeignHandle(handle);
 }
 
 std::size_t openHandles()

@@ -1,7 +1,7 @@
 // The handle table: turns kernel objects into HANDLEs that may be closed while others use them.
 #pragma once
 
-#include "platform/vocabulary/basetypes.h"
+#include "platform/basetypes.h"
 
 #include <cstddef>
 #include <memory>
@@ -65,6 +65,9 @@ inline constexpr std::size_t maximumHandles = 16384;
 /// Closes the handle at once for newcomers and wakes those inside through Object::close().
 /// False, with ERROR_INVALID_HANDLE, when it is not open; of two racing closers one succeeds.
 bool closeHandle(HANDLE handle);
+
+/// What closeHandle does about a handle that is none of the table's: Windows has its own events.
+bool closeForeignHandle(HANDLE handle);
 
 /// How many handles are open now.
 [[nodiscard]] std::size_t openHandles();

@@ -1,7 +1,7 @@
 // The last error of each thread.
 #pragma once
 
-#include "platform/vocabulary/basetypes.h"
+#include "platform/basetypes.h"
 
 namespace posix
 {

@@ -4,18 +4,33 @@
 
 #include <new>
 
+namespace posix
+{
+
+namespace
+{
+
 /// What a string points to: its own block, or the header of a reference.
-struct HSTRING__
+struct StringBody
 {
     const wchar_t *text;
     std::size_t length;
     bool isOwned;
 };
 
-static_assert(sizeof(HSTRING__) <= sizeof(HSTRING_HEADER));
+static_assert(sizeof(StringBody) <= sizeof(HSTRING_HEADER));
 
-namespace posix
+const StringBody *bodyOf(HSTRING string)
 {
+    return reinterpret_cast<const StringBody *>(string);
+}
+
+HSTRING handleOf(StringBody *body)
+{
+    return reinterpret_cast<HSTRING>(body);
+}
+
+} // namespace
 
 HRESULT createString(LPCWSTR text, UINT32 length, HSTRING *string)
 {
@@ -24,13 +39,13 @@ HRESULT createString(LPCWSTR text, UINT32 length, HSTRING *string)
     *string = nullptr;
     if (length == 0)
         return S_OK;
-    void *block = taskMemoryAlloc(sizeof(HSTRING__) + (length + 1) * sizeof(wchar_t));
+    void *block = taskMemoryAlloc(sizeof(StringBody) + (length + 1) * sizeof(wchar_t));
     if (!block)
         return E_OUTOFMEMORY;
-    auto *copy = reinterpret_cast<wchar_t *>(static_cast<HSTRING__ *>(block) + 1);
+    auto *copy = reinterpret_cast<wchar_t *>(static_cast<StringBody *>(block) + 1);
     std::memcpy(copy, text, length * sizeof(wchar_t));
     copy[length] = L'\0';
-    *string = new (block) HSTRING__{copy, length, true};
+    *string = handleOf(new (block) StringBody{copy, length, true});
     return S_OK;
 }
 
@@ -38,21 +53,21 @@ HRESULT createStringReference(LPCWSTR text, UINT32 length, HSTRING_HEADER *heade
 {
     if (!string || !header || (!text && length > 0))
         return E_POINTER;
-    *string = length > 0 ? new (header) HSTRING__{text, length, false} : nullptr;
+    *string = length > 0 ? handleOf(new (header) StringBody{text, length, false}) : nullptr;
     return S_OK;
 }
 
 void deleteString(HSTRING string)
 {
-    if (string && string->isOwned)
+    if (string && bodyOf(string)->isOwned)
         taskMemoryFree(string);
 }
 
 LPCWSTR stringText(HSTRING string, UINT32 *length)
 {
     if (length)
-        *length = string ? static_cast<UINT32>(string->length) : 0;
-    return string ? string->text : L"";
+        *length = string ? static_cast<UINT32>(bodyOf(string)->length) : 0;
+    return string ? bodyOf(string)->text : L"";
 }
 
 QString textOfString(HSTRING string)

@@ -1,7 +1,7 @@
 // The strings of the Windows Runtime.
 #pragma once
 
-#include "platform/vocabulary/winrt.h"
+#include "platform/winrt.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 // Memory that one side of an interface allocates and the other frees.
 #pragma once
 
-#include "platform/vocabulary/propertystore.h"
+#include "platform/coreaudio.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 // A block of version information, as the two platforms fill and read it.
 #pragma once
 
-#include "platform/vocabulary/basetypes.h"
+#include "platform/basetypes.h"
 
 #include <QList>
 #include <QPair>

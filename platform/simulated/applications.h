@@ -1,7 +1,7 @@
 // The scripted processes and packages whose names are asked for.
 #pragma once
 
-#include "platform/vocabulary/basetypes.h"
+#include "platform/basetypes.h"
 
 #include <QList>
 #include <QPair>

@@ -1,7 +1,7 @@
 #include "platform/simulated/applicationtable.h"
 
+#include "platform/coreaudio.h"
 #include "platform/simulated/immortal.h"
-#include "platform/vocabulary/kernel.h"
 
 #include <QMap>
 

@@ -7,7 +7,7 @@
 // PolicyConfig" names the creation of that class only.
 #pragma once
 
-#include "platform/vocabulary/basetypes.h"
+#include "platform/basetypes.h"
 
 #include <QList>
 #include <QString>

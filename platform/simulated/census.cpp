@@ -19,6 +19,7 @@ struct Census
 {
     std::mutex mutex;
     QMap<const void *, QString> living;
+    QMap<int, HANDLE> openEvents; ///< by their numbers
     qsizetype blocksAtReset = 0;
     int events = 0;
 };
@@ -44,6 +45,8 @@ void enterCensus(const void *object, const QString &name)
 QString leaveCensus(const void *object)
 {
     const std::lock_guard lock(census().mutex);
+    using Entry = std::pair<const int &, HANDLE &>;
+    census().openEvents.removeIf([&](Entry entry) { return entry.second == object; });
     return census().living.take(object);
 }
 
@@ -61,10 +64,29 @@ int nextEventNumber()
     return ++census().events;
 }
 
+void enterEvent(HANDLE event, int number)
+{
+    const std::lock_guard lock(census().mutex);
+    census().living.insert(event, eventName(number));
+    census().openEvents.insert(number, event);
+}
+
+QString eventName(int number)
+{
+    return QStringLiteral("event%1").arg(number);
+}
+
+QList<HANDLE> openEvents()
+{
+    const std::lock_guard lock(census().mutex);
+    return census().openEvents.values();
+}
+
 void resetCensus()
 {
     const std::lock_guard lock(census().mutex);
     census().living.clear();
+    census().openEvents.clear();
     census().blocksAtReset = static_cast<qsizetype>(posix::taskMemoryBlocks());
     census().events = 0;
 }

@@ -1,7 +1,7 @@
 // What has been handed out and not been given back.
 #pragma once
 
-#include "platform/vocabulary/basetypes.h"
+#include "platform/basetypes.h"
 
 #include <QString>
 
@@ -16,6 +16,9 @@ QString leaveCensus(const void *object);
 [[nodiscard]] QString handleName(HANDLE handle);
 /// The next number for event names, from 1 after a reset.
 [[nodiscard]] int nextEventNumber();
+[[nodiscard]] QString eventName(int number);
+/// enterCensus for an event, under that name.
+void enterEvent(HANDLE event, int number);
 
 void resetCensus();
 

@@ -1,10 +1,10 @@
 // CreateFileW, ReadFile and WriteFile on the scripted device files.
+#include "platform/coreaudio.h"
 #include "platform/posix/handletable.h"
 #include "platform/posix/lasterror.h"
 #include "platform/simulated/census.h"
 #include "platform/simulated/filetable.h"
 #include "platform/simulated/record.h"
-#include "platform/vocabulary/kernel.h"
 
 #include <algorithm>
 #include <chrono>
@@ -31,10 +31,10 @@ simulated::ReadRequest requestIn(const char *buffer, DWORD length)
 }
 
 /// One open handle on a device file.
-class OpenFile final : public posix::Object
+class OpenDeviceFile final : public posix::Object
 {
 public:
-    explicit OpenFile(const QString &suffix) : suffix(suffix) {}
+    explicit OpenDeviceFile(const QString &suffix) : suffix(suffix) {}
 
     void close() override
     {
@@ -119,7 +119,7 @@ HANDLE CreateFileW(LPCWSTR fileName, DWORD desiredAccess, DWORD shareMode, SECUR
         posix::setLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     }
-    const HANDLE handle = posix::createHandle(std::make_unique<OpenFile>(suffix));
+    const HANDLE handle = posix::createHandle(std::make_unique<OpenDeviceFile>(suffix));
     if (!handle)
         return INVALID_HANDLE_VALUE;
     simulated::enterCensus(handle, suffix);
@@ -132,7 +132,7 @@ BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD bytesToRead, DWORD *bytesRead, O
         *bytesRead = 0;
     if (failsWithError(QStringLiteral("ReadFile ") + handleName(file)))
         return FALSE;
-    const posix::ReferenceTo<OpenFile> open(file);
+    const posix::ReferenceTo<OpenDeviceFile> open(file);
     DWORD count = 0;
     if (!open || !open->read(static_cast<char *>(buffer), bytesToRead, &count)) {
         posix::setLastError(ERROR_INVALID_HANDLE);
@@ -155,7 +155,7 @@ BOOL WriteFile(HANDLE file, const void *buffer, DWORD bytesToWrite, DWORD *bytes
                            bytes.first(std::min(bytes.size(), writeBytesShown)).toHex(' '));
     if (failsWithError(call))
         return FALSE;
-    const posix::ReferenceTo<OpenFile> open(file);
+    const posix::ReferenceTo<OpenDeviceFile> open(file);
     if (!open) {
         posix::setLastError(ERROR_INVALID_HANDLE);
         return FALSE;

@@ -2,7 +2,7 @@
 // ("tavori.Game.WaveSpeaker").
 #pragma once
 
-#include "platform/vocabulary/basetypes.h"
+#include "platform/basetypes.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,26 +1,23 @@
-// Events, waits and the last error.
-#include "platform/vocabulary/kernel.h"
-
+// Events and waits.
+#include "platform/coreaudio.h"
 #include "platform/posix/events.h"
 #include "platform/posix/lasterror.h"
 #include "platform/simulated/census.h"
 #include "platform/simulated/record.h"
-
-#include <unistd.h>
 
 using simulated::failsWithError;
 using simulated::handleName;
 
 HANDLE CreateEventW(SECURITY_ATTRIBUTES *, BOOL manualReset, BOOL initialState, LPCWSTR)
 {
-    const QString name = QStringLiteral("event%1").arg(simulated::nextEventNumber());
+    const int number = simulated::nextEventNumber();
+    const QString kind = manualReset ? QStringLiteral("manual") : QStringLiteral("auto");
     if (failsWithError(
-            QStringLiteral("CreateEventW %1 %2")
-                .arg(manualReset ? QStringLiteral("manual") : QStringLiteral("auto"), name)))
+            QStringLiteral("CreateEventW %1 %2").arg(kind, simulated::eventName(number))))
         return nullptr;
     const HANDLE event = posix::createEvent(manualReset != FALSE, initialState != FALSE);
     if (event)
-        simulated::enterCensus(event, name);
+        simulated::enterEvent(event, number);
     return event;
 }
 
@@ -63,23 +60,7 @@ BOOL CloseHandle(HANDLE object)
 {
     if (failsWithError(QStringLiteral("CloseHandle ") + handleName(object)))
         return FALSE;
-    if (!posix::closeHandle(object))
-        return FALSE;
+    // Once it is closed, the system may give the same handle to the next who asks.
     simulated::leaveCensus(object);
-    return TRUE;
-}
-
-DWORD GetLastError()
-{
-    return posix::lastError();
-}
-
-void SetLastError(DWORD error)
-{
-    posix::setLastError(error);
-}
-
-DWORD GetCurrentProcessId()
-{
-    return static_cast<DWORD>(::getpid());
+    return posix::closeHandle(object) ? TRUE : FALSE;
 }

@@ -95,13 +95,3 @@ IXMLDOMDocument2 *makeManifestDocument()
 }
 
 } // namespace simulated
-
-BSTR SysAllocString(LPCWSTR text)
-{
-    return text ? posix::taskMemoryString(QString::fromWCharArray(text)) : nullptr;
-}
-
-void SysFreeString(BSTR text)
-{
-    posix::taskMemoryFree(text);
-}

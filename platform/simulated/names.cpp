@@ -19,7 +19,7 @@ struct NamedId
     const char *name;
 };
 
-constexpr NamedId knownIds[] = {
+const NamedId knownIds[] = {
     {CLSID_MMDeviceEnumerator, "MMDeviceEnumerator"},
     {CLSID_ManifestDocument, "ManifestDocument"},
     {CLSID_PolicyConfig, "PolicyConfig"},

@@ -1,14 +1,11 @@
 // Packages, version information and indirect strings.
-#include "platform/vocabulary/packages.h"
-
+#include "platform/applications.h"
 #include "platform/posix/lasterror.h"
 #include "platform/posix/versionblock.h"
 #include "platform/posix/widetext.h"
 #include "platform/simulated/applicationtable.h"
 #include "platform/simulated/census.h"
 #include "platform/simulated/record.h"
-#include "platform/vocabulary/kernel.h"
-#include "platform/vocabulary/versioninfo.h"
 
 using simulated::failsWithError;
 using simulated::faultOf;
@@ -71,7 +68,9 @@ LONG GetPackageInfo(PACKAGE_INFO_REFERENCE reference, UINT32 flags, UINT32 *leng
         return LONG{ERROR_INSUFFICIENT_BUFFER};
     auto *path = reinterpret_cast<wchar_t *>(buffer + sizeof(PACKAGE_INFO));
     posix::copyWideText(reference->installPath, path, characters);
-    *reinterpret_cast<PACKAGE_INFO *>(buffer) = PACKAGE_INFO{0, 0, path, nullptr, nullptr};
+    PACKAGE_INFO info{};
+    info.path = path;
+    *reinterpret_cast<PACKAGE_INFO *>(buffer) = info;
     return LONG{ERROR_SUCCESS};
 }
 

@@ -1,6 +1,5 @@
 // Processes, their modules, their working sets and their list.
-#include "platform/vocabulary/processes.h"
-
+#include "platform/applications.h"
 #include "platform/posix/handletable.h"
 #include "platform/posix/lasterror.h"
 #include "platform/posix/widetext.h"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/simulated/recordedobject.h"
-#include "platform/vocabulary/winrt.h"
+#include "platform/winrt.h"
 
 namespace simulated
 {

@@ -1,10 +1,10 @@
 #include "platform/simulated/system.h"
 
+#include "platform/coreaudio.h"
 #include "platform/simulated/record.h"
 #include "platform/simulated/systemstate.h"
 #include "platform/systemversion.h"
 #include "platform/threads.h"
-#include "platform/vocabulary/kernel.h"
 
 #include <mutex>
 

@@ -26,9 +26,6 @@ BSTR SysAllocString(LPCWSTR text);
 /// Null is legal.
 void SysFreeString(BSTR text);
 
-inline constexpr IID IID_ManifestNode{
-    0x2933BF80, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
-
 struct IXMLDOMNode : public IUnknown
 {
     /// The text is the caller's, for SysFreeString.

@@ -1,6 +1,5 @@
 // The client's four HID commands, over the wire and on the scripted devices.
 #include "platform/simulated/simulated.h"
-#include "tests/support/processthreads.h"
 #include "tests/unit/app/controllerfixture.h"
 
 #include <QJsonDocument>
@@ -584,7 +583,7 @@ void ControllerHidTest::aThousandOpensAndClosesLeaveNothing()
     HidFixture fixture;
     fixture.run("closeHidDevice", device()); // the pool has its thread
     const qsizetype live = simulated::liveObjects();
-    const qsizetype threads = threadsOfProcess();
+    const qsizetype threads = simulated::threadCount();
     qsizetype told = 0;
     const auto countTold = [&] {
         told += fixture.pendingEvents().filter("deviceDidDisconnect").size();
@@ -606,7 +605,7 @@ void ControllerHidTest::aThousandOpensAndClosesLeaveNothing()
     QCOMPARE(simulated::countCalls("hid_close"), rounds);
     QTRY_COMPARE_WITH_TIMEOUT(simulated::openHidHandles(path), 0, patience);
     QTRY_COMPARE_WITH_TIMEOUT(simulated::liveObjects(), live, patience);
-    QTRY_VERIFY_WITH_TIMEOUT(threadsOfProcess() <= threads, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(simulated::threadCount() <= threads, patience);
 }
 
 QTEST_MAIN(ControllerHidTest)

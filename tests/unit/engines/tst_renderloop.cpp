@@ -1,5 +1,4 @@
 // The play thread: what it writes to the endpoint at each period, and how it ends.
-#include "tests/unit/engines/eventspy.h"
 #include "tests/unit/engines/playerfixture.h"
 #include "tests/unit/engines/swresamplefaults.h"
 
@@ -333,7 +332,7 @@ void TestRenderLoop::queueDoesNotOutliveClose()
 void TestRenderLoop::startAndStopEvents()
 {
     // The second and the third of the player's four; nothing in the program signals them.
-    const QList<HANDLE> events = eventspy::handles();
+    const QList<HANDLE> events = simulated::openEvents();
     const HANDLE start = events.at(events.size() - 3);
     const HANDLE stop = events.at(events.size() - 2);
     const LogCapture log;

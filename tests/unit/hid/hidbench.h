@@ -3,7 +3,6 @@
 
 #include "VXLibrary/src/hidhandle.h"
 #include "platform/simulated/simulated.h"
-#include "tests/support/processthreads.h"
 
 #include <QStringList>
 

@@ -364,7 +364,7 @@ void TestHidDevice::closedDeviceIsSilent()
 void TestHidDevice::closeEndsEverything()
 {
     plugIn({.path = hidPath, .readsReturnAtOnce = true});
-    const qsizetype threads = threadsOfProcess();
+    const qsizetype threads = simulated::threadCount();
     VXGeneralDevice device;
     QSignalSpy closed(&device, &VXGeneralDevice::sigDeviceClosed);
     QVERIFY(openDefault(device, true));
@@ -378,7 +378,7 @@ void TestHidDevice::closeEndsEverything()
              QStringList({"Info: Try to stop write thread.", "Info: Try to stop read thread.",
                           "Info: hid_close(): handle = 0x0", "Info: hid_exit(): result = 0"}));
     QCOMPARE(callsOf({"hid_close", "hid_exit"}), QStringList({"hid_close", "hid_exit"}));
-    QTRY_VERIFY_WITH_TIMEOUT(threadsOfProcess() <= threads, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(simulated::threadCount() <= threads, patience);
     QCOMPARE(simulated::liveObjects(), 0);
 
     // The library's result is logged as it is.
@@ -519,7 +519,7 @@ void TestHidDevice::inputReportOfAClosedDevice()
 void TestHidDevice::closeWhileAReadHoldsOn()
 {
     plugIn();
-    const qsizetype threads = threadsOfProcess();
+    const qsizetype threads = simulated::threadCount();
     QSemaphore held;
     simulated::onCall("hid_read_timeout", [&] { held.acquire(); });
     VXGeneralDevice device;
@@ -532,13 +532,13 @@ void TestHidDevice::closeWhileAReadHoldsOn()
     QCOMPARE(simulated::openHidHandles(hidPath), 1);
     held.release(1000);
     QTRY_COMPARE_WITH_TIMEOUT(simulated::openHidHandles(hidPath), 0, patience);
-    QTRY_VERIFY_WITH_TIMEOUT(threadsOfProcess() <= threads, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(simulated::threadCount() <= threads, patience);
 }
 
 void TestHidDevice::closeWhileAReadHoldsOnWithoutAnEventLoop()
 {
     plugIn();
-    const qsizetype threads = threadsOfProcess();
+    const qsizetype threads = simulated::threadCount();
     QSemaphore held;
     simulated::onCall("hid_read_timeout", [&] { held.acquire(); });
     // As a thread of the pool does it, which is over before the read is.
@@ -550,7 +550,7 @@ void TestHidDevice::closeWhileAReadHoldsOnWithoutAnEventLoop()
     QCOMPARE(simulated::openHidHandles(hidPath), 1);
     held.release(1000);
     QTRY_COMPARE_WITH_TIMEOUT(simulated::openHidHandles(hidPath), 0, patience);
-    QTRY_VERIFY_WITH_TIMEOUT(threadsOfProcess() <= threads, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(simulated::threadCount() <= threads, patience);
 }
 
 void TestHidDevice::unpluggedWhileOpen()
@@ -588,7 +588,7 @@ void TestHidDevice::destructionCloses()
 void TestHidDevice::aThousandOpensAndClosesLeaveNothing()
 {
     plugIn({.path = hidPath, .readsReturnAtOnce = true});
-    const qsizetype threads = threadsOfProcess();
+    const qsizetype threads = simulated::threadCount();
     LogCapture log;
     for (int round = 0; round < 1000; ++round) {
         VXGeneralDevice device;
@@ -598,7 +598,7 @@ void TestHidDevice::aThousandOpensAndClosesLeaveNothing()
     }
     QCOMPARE(simulated::openHidHandles(hidPath), 0);
     QCOMPARE(simulated::liveObjects(), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(threadsOfProcess() <= threads, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(simulated::threadCount() <= threads, patience);
 }
 
 void TestHidDevice::devicesOfSeveralThreads()

@@ -8,11 +8,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-
 [[nodiscard]] inline QByteArray contentOf(const QString &path)
 {
     QFile file(path);
@@ -29,44 +24,47 @@
 class WorkingDirectory
 {
 public:
-    WorkingDirectory() : before(QDir::currentPath()), temporaryBefore(qgetenv("TMPDIR"))
+    WorkingDirectory() : before(QDir::currentPath()), temporaryBefore(QDir::tempPath())
     {
         QDir::setCurrent(directory.path());
         QDir().mkdir("temporary");
-        qputenv("TMPDIR", directory.filePath("temporary").toLocal8Bit());
+        putTemporaries(directory.filePath("temporary"));
     }
     ~WorkingDirectory()
     {
         QDir::setCurrent(before);
-        if (temporaryBefore.isNull())
-            qunsetenv("TMPDIR");
-        else
-            qputenv("TMPDIR", temporaryBefore);
+        putTemporaries(temporaryBefore);
     }
     WorkingDirectory(const WorkingDirectory &) = delete;
     WorkingDirectory &operator=(const WorkingDirectory &) = delete;
 
     [[nodiscard]] static QStringList recordings() { return QDir().entryList(QDir::Files); }
-    /// The sizes of the temporary files, which have no name in the directory.
+    /// The sizes of the temporary files. On Linux they have no name in the directory.
     [[nodiscard]] QList<qint64> temporaries() const
     {
-        const QString place = QDir(directory.filePath("temporary")).canonicalPath() + '/';
+        const QDir place(directory.filePath("temporary"));
+        const QString beginning = place.canonicalPath() + '/';
         QList<qint64> sizes;
+        for (const QFileInfo &named : place.entryInfoList(QDir::Files))
+            sizes.append(named.size());
         QDirIterator open("/proc/self/fd", QDir::Files | QDir::System);
         while (open.hasNext()) {
-            const QByteArray link = open.next().toLocal8Bit();
-            std::array<char, 4096> target{};
-            struct stat status;
-            if (readlink(link.constData(), target.data(), target.size() - 1) > 0 &&
-                QString::fromLocal8Bit(target.data()).startsWith(place) &&
-                stat(link.constData(), &status) == 0)
-                sizes.append(status.st_size);
+            const QFileInfo link(open.next());
+            if (link.symLinkTarget().startsWith(beginning) &&
+                !QFileInfo::exists(link.symLinkTarget()))
+                sizes.append(link.size());
         }
         return sizes;
+    }
+    /// Where temporary files go from now on.
+    static void putTemporaries(const QString &path)
+    {
+        for (const char *name : {"TMPDIR", "TMP", "TEMP"})
+            qputenv(name, QDir::toNativeSeparators(path).toLocal8Bit());
     }
 
 private:
     QTemporaryDir directory;
     QString before;
-    QByteArray temporaryBefore;
+    QString temporaryBefore;
 };

@@ -256,14 +256,17 @@ void TestAudioRecorder::withoutATemporaryNothingIsWritten()
     const WorkingDirectory directory;
     const LogCapture log; // a warning of QFile's own at the second start
     const auto recorder = AudioRecorder::create(2, 16, 48000);
-    qputenv("TMPDIR", "/proc");
+    // No file can be made in a file.
+    QFile occupied("occupied");
+    QVERIFY(occupied.open(QIODevice::WriteOnly));
+    WorkingDirectory::putTemporaries(QFileInfo(occupied).absoluteFilePath());
     recorder->startAudioRecord("./a.wav");
     add(*recorder, tone(1));
     awaitQueueOf(*recorder);
     recorder->finishAudioRecord();
     QCOMPARE(contentOf("a.wav"), QByteArray());
 
-    qputenv("TMPDIR", QDir("temporary").absolutePath().toLocal8Bit());
+    WorkingDirectory::putTemporaries(QDir("temporary").absolutePath());
     recorder->startAudioRecord("./b.wav");
     add(*recorder, tone(2));
     awaitQueueOf(*recorder);

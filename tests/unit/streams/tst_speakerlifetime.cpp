@@ -2,7 +2,6 @@
 #include "engines/wasapiaudioplayer.h"
 #include "speakerbench.h"
 #include "streams/tavoriinputdevice.h"
-#include "tests/support/processthreads.h"
 
 #include <QSemaphore>
 #include <QTest>
@@ -38,7 +37,7 @@ void TestSpeakerLifetime::aThousandOpensAndClosesLeaveNothing()
     SpeakerBench bench;
     // Reads that fail at once spare the wait for the read in progress.
     simulated::failAlways("ReadFile", ERROR_ACCESS_DENIED);
-    const auto threadsBefore = threadsOfProcess();
+    const auto threadsBefore = simulated::threadCount();
     const auto objectsBefore = simulated::liveObjects();
     for (int i = 0; i < 1000; ++i) {
         QVERIFY(bench.open());
@@ -46,7 +45,7 @@ void TestSpeakerLifetime::aThousandOpensAndClosesLeaveNothing()
         settle();
         bench.log.clear();
     }
-    QTRY_VERIFY(threadsOfProcess() <= threadsBefore);
+    QTRY_VERIFY(simulated::threadCount() <= threadsBefore);
     QCOMPARE(simulated::liveObjects(), objectsBefore);
     QCOMPARE(simulated::openDeviceFiles(bench.suffix), 0);
 }
@@ -56,14 +55,14 @@ void TestSpeakerLifetime::aThousandCaptureLinesLeaveNothing()
     SpeakerBench bench;
     const QString suffix = "tavori.Stream.Wave";
     const std::wstring path = SpeakerBench::pathOf(suffix).toStdWString();
-    const auto threadsBefore = threadsOfProcess();
+    const auto threadsBefore = simulated::threadCount();
     const auto objectsBefore = simulated::liveObjects();
     for (int i = 0; i < 1000; ++i) {
         tavoriInputDevice line;
         QVERIFY(line.openDevice(path.c_str(), tavoriStream));
     }
     settle();
-    QTRY_VERIFY(threadsOfProcess() <= threadsBefore);
+    QTRY_VERIFY(simulated::threadCount() <= threadsBefore);
     QCOMPARE(simulated::liveObjects(), objectsBefore);
     QCOMPARE(simulated::writesTo(suffix).size(), 2000);
 }
@@ -109,7 +108,7 @@ void TestSpeakerLifetime::aThreadStuckInItsReadIsLeftToItsOwnEnd()
         inRead.release();
         leaveRead.acquire();
     });
-    const auto threadsBefore = threadsOfProcess();
+    const auto threadsBefore = simulated::threadCount();
     QVERIFY(bench.open());
     QVERIFY(inRead.tryAcquire(1, 10000));
 
@@ -122,7 +121,7 @@ void TestSpeakerLifetime::aThreadStuckInItsReadIsLeftToItsOwnEnd()
     leaveRead.release(); // the closed handle's read fails, and the thread ends
     QTRY_VERIFY(bench.log.lines().contains("Info: tavoriGetSpeakerDataThread::run 6 - end"));
     QVERIFY(bench.log.lines().contains("Critical: Can't read data from driver!"));
-    QTRY_VERIFY(threadsOfProcess() <= threadsBefore); // the recorder's with it
+    QTRY_VERIFY(simulated::threadCount() <= threadsBefore); // the recorder's with it
     QCOMPARE(simulated::countCalls("ReadFile"), 1);
 }
 

@@ -1,0 +1,55 @@
+// Windows' headers let every call of the system go through a pointer that its import libraries
+// define. Where the simulated platform answers, the pointers are these; the linker then looks no
+// further. No header of the system is included: it would declare the names.
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cppcoreguidelines-macro-usage)
+#define ANSWERED_HERE(function)                                                                    \
+    void function();                                                                               \
+    void (*__imp_##function)() = &function;
+
+extern "C" {
+ANSWERED_HERE(CloseHandle)
+ANSWERED_HERE(ClosePackageInfo)
+ANSWERED_HERE(CoCreateGuid)
+ANSWERED_HERE(CoCreateInstance)
+ANSWERED_HERE(CoInitialize)
+ANSWERED_HERE(CoInitializeEx)
+ANSWERED_HERE(CoTaskMemAlloc)
+ANSWERED_HERE(CoTaskMemFree)
+ANSWERED_HERE(CoUninitialize)
+ANSWERED_HERE(CreateEventW)
+ANSWERED_HERE(CreateFileW)
+ANSWERED_HERE(CreateToolhelp32Snapshot)
+ANSWERED_HERE(GetFileVersionInfoSizeW)
+ANSWERED_HERE(GetFileVersionInfoW)
+ANSWERED_HERE(GetPackageFullName)
+ANSWERED_HERE(GetPackageInfo)
+ANSWERED_HERE(K32EnumProcessModules)
+ANSWERED_HERE(K32GetModuleBaseNameW)
+ANSWERED_HERE(MessageBeep)
+ANSWERED_HERE(OpenPackageInfoByFullName)
+ANSWERED_HERE(OpenProcess)
+ANSWERED_HERE(Process32FirstW)
+ANSWERED_HERE(Process32NextW)
+ANSWERED_HERE(PropVariantClear)
+ANSWERED_HERE(QueryFullProcessImageNameW)
+ANSWERED_HERE(ReadFile)
+ANSWERED_HERE(RegisterDeviceNotificationW)
+ANSWERED_HERE(ResetEvent)
+ANSWERED_HERE(RoGetActivationFactory)
+ANSWERED_HERE(SetEvent)
+ANSWERED_HERE(SetProcessWorkingSetSize)
+ANSWERED_HERE(SHLoadIndirectString)
+ANSWERED_HERE(SysAllocString)
+ANSWERED_HERE(SysFreeString)
+ANSWERED_HERE(VerQueryValueW)
+ANSWERED_HERE(WaitForMultipleObjects)
+ANSWERED_HERE(WaitForSingleObject)
+ANSWERED_HERE(WindowsCreateString)
+ANSWERED_HERE(WindowsCreateStringReference)
+ANSWERED_HERE(WindowsDeleteString)
+ANSWERED_HERE(WindowsGetStringRawBuffer)
+ANSWERED_HERE(WriteFile)
+ANSWERED_HERE(WTSRegisterSessionNotification)
+}
+// NOLINTEND(bugprone-reserved-identifier,cppcoreguidelines-macro-usage)

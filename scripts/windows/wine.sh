@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine, with the DLLs of its libraries in reach.
+#
+#   scripts/windows/wine.sh PREFIX [DLL_FOLDER...] -- PROGRAM [ARGUMENT...]
+#   scripts/windows/wine.sh PREFIX --start          makes the next programs start faster
+#   scripts/windows/wine.sh PREFIX --stop           ends what runs there
+#
+# PREFIX is a folder for Wine's own files, made when it is not there.
+set -euo pipefail
+
+wine=/usr/lib/wine/wine64
+export WINEPREFIX=$1 WINEDEBUG=${WINEDEBUG:--all} WINESERVER=/usr/lib/wine/wineserver64
+# No desktop integration, and none of the helpers that Wine offers to download.
+export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-winemenubuilder.exe,mscoree,mshtml=}
+shift
+
+case $1 in
+--start)
+    # It outlives this script, and must not keep its output open.
+    "$WINESERVER" --persistent >/dev/null 2>&1 </dev/null
+    exec "$wine" wineboot --init >/dev/null 2>&1 </dev/null
+    ;;
+--stop)
+    "$WINESERVER" --kill || true
+    exit 0
+    ;;
+esac
+
+# A Windows search path: the root of this system is drive Z.
+WINEPATH=
+while [ "$1" != -- ]; do
+    WINEPATH+="Z:${1//\//\\};"
+    shift
+done
+export WINEPATH
+shift
+exec "$wine" "$@"

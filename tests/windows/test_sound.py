@@ -1,0 +1,84 @@
+"""The player, the capturer and the endpoint monitor as Windows programs on Wine's audio; what they
+do is listened to from outside, at the sound server.
+
+usage: test_sound.py WINE... PROGRAM --end    (the rest is for unittest)
+"""
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
+from audio import Voice, heard  # noqa: E402
+
+AMPLITUDE = 0.5
+PROGRAM = []
+
+
+def listing():
+    answer = subprocess.run([*PROGRAM, "list"], check=True, capture_output=True, timeout=120)
+    return json.loads(answer.stdout.decode("utf-8").splitlines()[-1])
+
+
+def names(infos):
+    return [info["deviceName"] for info in infos]
+
+
+def eventually_heard(sink, hertz, least, seconds=30):
+    """The amplitude, as soon as it is at least that; the last one when the time is over."""
+    end = time.monotonic() + seconds
+    while True:
+        found = heard(sink, hertz)
+        if found >= least or time.monotonic() > end:
+            return found
+
+
+class Running:
+    """The program with these arguments, until the end of the block."""
+
+    def __init__(self, *arguments):
+        self.process = subprocess.Popen([*PROGRAM, *arguments], stdin=subprocess.DEVNULL)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.wait(120)
+
+
+class SoundTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def test_lists_the_endpoints_of_the_server(self):
+        found = listing()
+        self.assertLessEqual({"Speakers", "Headset"}, set(names(found["outputs"])))
+        self.assertIn("Real microphone", names(found["inputs"]))
+        for info in found["outputs"] + found["inputs"]:
+            self.assertTrue(info["deviceID"], info)
+
+    def test_plays_a_tone_at_the_chosen_endpoint_only(self):
+        with Running("play", "Headset", "440", "12"):
+            self.assertAlmostEqual(eventually_heard("headset", 440, 0.4), AMPLITUDE, delta=0.05)
+            self.assertLess(heard("speakers", 440), 0.01)
+
+    def test_converts_to_nothing_else(self):
+        with Running("play", "Speakers", "1000", "12"):
+            self.assertAlmostEqual(eventually_heard("speakers", 1000, 0.4), AMPLITUDE, delta=0.05)
+            self.assertLess(heard("speakers", 1200), 0.01)
+
+    def test_passes_a_microphone_on(self):
+        with Voice(self.folder.name, "real_microphone", 600):
+            with Running("capture", "Real microphone", "Headset", "15"):
+                self.assertAlmostEqual(eventually_heard("headset", 600, 0.2), 0.25, delta=0.05)
+                self.assertLess(heard("speakers", 600), 0.01)
+
+
+if __name__ == "__main__":
+    split = sys.argv.index("--end")
+    PROGRAM = sys.argv[1:split]
+    unittest.main(argv=[sys.argv[0], *sys.argv[split + 1:]])

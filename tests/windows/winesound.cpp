@@ -1,0 +1,146 @@
+// The engines and the endpoint monitor on the system's real audio, for a test that listens from
+// outside.
+//
+//   winesound list                             the endpoints, as one JSON object
+//   winesound play OUTPUT HERTZ SECONDS        a sine tone, half the full scale
+//   winesound capture INPUT OUTPUT SECONDS     passes a microphone on
+//
+// Endpoints go by their names.
+#include "endpoints/systemsoundmonitor.h"
+#include "engines/wasapiaudioplayer.h"
+#include "engines/wasapimicrophonecapturer.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QTimer>
+
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <numbers>
+
+namespace
+{
+
+constexpr int rate = 48000;
+constexpr int channels = 2;
+
+struct EndMonitor
+{
+    void operator()(SystemSoundMonitor *monitor) const { SystemSoundMonitor::end(monitor); }
+};
+using Monitor = std::unique_ptr<SystemSoundMonitor, EndMonitor>;
+
+/// Empty if no endpoint has the name.
+QString idOf(const QJsonArray &infos, const QString &name)
+{
+    for (const QJsonValue info : infos) {
+        if (info["deviceName"].toString() == name)
+            return info["deviceID"].toString();
+    }
+    std::fprintf(stderr, "no endpoint \"%s\"\n", qPrintable(name));
+    return {};
+}
+
+void list(SystemSoundMonitor &monitor)
+{
+    const QJsonObject all{{"outputs", monitor.getOutputDeviceInfos()},
+                          {"inputs", monitor.getInputDeviceInfos()},
+                          {"defaultOutput", monitor.getDefaultOutputDeviceInfo()},
+                          {"defaultInput", monitor.getDefaultInputDeviceInfo()}};
+    std::puts(QJsonDocument(all).toJson(QJsonDocument::Compact).constData());
+}
+
+/// Frames `first` to `first` + `count` - 1 of the tone.
+QByteArray tone(double hertz, qint64 first, qint64 count)
+{
+    QByteArray block(count * channels * qsizetype(sizeof(qint16)), Qt::Uninitialized);
+    auto *sample = reinterpret_cast<qint16 *>(block.data());
+    for (qint64 frame = first; frame < first + count; ++frame) {
+        const double angle = 2 * std::numbers::pi * hertz * double(frame) / rate;
+        for (int channel = 0; channel < channels; ++channel)
+            *sample++ = static_cast<qint16>(std::lround(16384 * std::sin(angle)));
+    }
+    return block;
+}
+
+int runFor(int seconds)
+{
+    QTimer::singleShot(seconds * 1000, qApp, &QCoreApplication::quit);
+    return QCoreApplication::exec();
+}
+
+int play(SystemSoundMonitor &monitor, const QString &output, double hertz, int seconds)
+{
+    const QString id = idOf(monitor.getOutputDeviceInfos(), output);
+    if (id.isEmpty())
+        return 1;
+    const auto player = WASAPIAudioPlayer::create();
+    player->setMaximumAudioDataDuration(60);
+    player->openDevice(id, output);
+
+    QElapsedTimer clock;
+    clock.start();
+    qint64 played = 0;
+    QTimer feed;
+    feed.setTimerType(Qt::PreciseTimer);
+    // 20 ms ahead of the clock, which the player's queue has room for.
+    QObject::connect(&feed, &QTimer::timeout, &feed, [&] {
+        const qint64 due = clock.elapsed() * rate / 1000 + rate / 50;
+        QMetaObject::invokeMethod(player.get(), "play", Qt::QueuedConnection,
+                                  Q_ARG(QByteArray, tone(hertz, played, due - played)),
+                                  Q_ARG(int, rate), Q_ARG(int, channels));
+        played = due;
+    });
+    feed.start(10);
+    const int code = runFor(seconds);
+    player->closeDevice();
+    return code;
+}
+
+int capture(SystemSoundMonitor &monitor, const QString &input, const QString &output, int seconds)
+{
+    const QString inputId = idOf(monitor.getInputDeviceInfos(), input);
+    const QString outputId = idOf(monitor.getOutputDeviceInfos(), output);
+    if (inputId.isEmpty() || outputId.isEmpty())
+        return 1;
+    const auto player = WASAPIAudioPlayer::create();
+    player->setMaximumAudioDataDuration(60);
+    player->openDevice(outputId, output);
+    const auto capturer = WASAPIMicrophoneCapturer::create();
+    capturer->setAudioOutput(player);
+    capturer->restartCapture(inputId, input, channels);
+    const int code = runFor(seconds);
+    capturer->stopCapture();
+    player->closeDevice();
+    return code;
+}
+
+int run(const QStringList &arguments)
+{
+    const Monitor monitor(new SystemSoundMonitor(false));
+    const QString command = arguments.value(1);
+    if (command == "list") {
+        list(*monitor);
+        return 0;
+    }
+    if (command == "play" && arguments.size() == 5)
+        return play(*monitor, arguments[2], arguments[3].toDouble(), arguments[4].toInt());
+    if (command == "capture" && arguments.size() == 5)
+        return capture(*monitor, arguments[2], arguments[3], arguments[4].toInt());
+    std::fputs("winesound: see the head of its source\n", stderr);
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)))
+        return 1;
+    const int code = run(QCoreApplication::arguments());
+    CoUninitialize();
+    return code;
+}

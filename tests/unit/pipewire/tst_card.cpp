@@ -150,12 +150,11 @@ private slots:
         const RenderLoop loop(stream, [](BYTE *, UINT32) { return AUDCLNT_BUFFERFLAGS_SILENT; });
         for (int i = 0; i < 5; ++i) {
             const OpenFile file(tavoriGame);
-            QElapsedTimer timer;
-            timer.start();
             const servertools::Application application(
                 "pw-play",
                 {"--target=" + game.nodeName, servertools::toneFile(servertools::tonePeak)});
-            QVERIFY(peakRead(file, 4 * 4800) > 0);
+            // A second: the player begins with silence, longer on a busy machine.
+            QVERIFY(peakRead(file, 4 * 48000) > 0);
         }
     }
 

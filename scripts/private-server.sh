@@ -65,7 +65,17 @@ start_server() { # bare|full
     pactl load-module module-null-sink sink_name=real_microphone media.class=Audio/Source/Virtual \
         "sink_properties='device.description=\"Real microphone\"'" >/dev/null || return 1
     await has_endpoints || return 1
-    pactl set-default-sink speakers && pactl set-default-source real_microphone
+    # Refused until WirePlumber is up, which nobody has waited for so far.
+    await pactl set-default-sink speakers && await pactl set-default-source real_microphone
+}
+
+# The machine's own devices, Bluetooth's among them, are not for a private server; and where no
+# systemd-logind runs, WirePlumber would end for want of it.
+configure_session_manager() {
+    local folder=$XDG_CONFIG_HOME/wireplumber
+    mkdir -p "$folder/main.lua.d" "$folder/bluetooth.lua.d"
+    printf '%s_monitor.enabled = false\n' alsa v4l2 libcamera >"$folder/main.lua.d/51-no-devices.lua"
+    printf '%s_monitor.enabled = false\n' bluez >"$folder/bluetooth.lua.d/51-no-devices.lua"
 }
 
 stop_server() {
@@ -126,6 +136,8 @@ export XDG_STATE_HOME=$PRIVATE_SERVER_DIR/state
 export XDG_CONFIG_HOME=$PRIVATE_SERVER_DIR/config
 export HOME=$PRIVATE_SERVER_DIR/home
 unset DBUS_SESSION_BUS_ADDRESS PIPEWIRE_REMOTE PIPEWIRE_RUNTIME_DIR PULSE_SERVER PULSE_RUNTIME_PATH
+configure_session_manager
+trap : INT TERM # for what stands behind the command: the folder goes however it ends
 isolate=()
 if [ $network = own ]; then
     for options in --net "--map-root-user --net"; do

@@ -36,9 +36,9 @@ stop_daemon() { # NAME
     kill -KILL "$pid" 2>/dev/null
 }
 
-# await COMMAND...: tries it for ten seconds.
+# await COMMAND...: tries it for at least thirty seconds.
 await() {
-    for _ in $(seq 200); do
+    for _ in $(seq 600); do
         "$@" >/dev/null 2>&1 && return 0
         sleep 0.05
     done
@@ -53,7 +53,9 @@ has_endpoints() {
 
 start_server() { # bare|full
     start_daemon pipewire
-    await test -S "$XDG_RUNTIME_DIR/pipewire-0" || return 1
+    # Its socket stands before anybody answers there, and outlives a server that was killed; but
+    # WirePlumber would end at once.
+    await pw-cli info 0 || return 1
     start_daemon wireplumber
     start_daemon pipewire-pulse
     await pactl info || return 1

@@ -15,7 +15,7 @@ TOOLS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
 def pactl(*arguments):
     """Runs pactl and gives its output back."""
     return subprocess.run(["pactl", *arguments], check=True, capture_output=True, text=True,
-                          timeout=30).stdout
+                          timeout=60).stdout
 
 
 def pactl_list(kind):
@@ -47,7 +47,7 @@ def unload(module):
 
 
 def unload_if_there(module):
-    subprocess.run(["pactl", "unload-module", module], capture_output=True, timeout=30)
+    subprocess.run(["pactl", "unload-module", module], capture_output=True, timeout=60)
 
 
 def tone_file(folder, hertz, amplitude):
@@ -69,7 +69,7 @@ class Tone:
 
     def stop(self):
         self.process.terminate()
-        self.process.wait(10)
+        self.process.wait(60)
 
     def __enter__(self):
         return self
@@ -93,7 +93,7 @@ class RenamedSink:
 
     def __exit__(self, *_):
         self.process.stdin.close()
-        self.process.wait(10)
+        self.process.wait(60)
 
 
 class Voice(Tone):
@@ -130,7 +130,7 @@ def record(source, seconds):
         data = recorder.stdout.read(int(RATE * seconds) * 4)
     finally:
         recorder.terminate()
-        recorder.wait(10)
+        recorder.wait(60)
         recorder.stdout.close()
     return [sample / 32768 for sample in array.array("h", data)[::2]]
 
@@ -144,10 +144,19 @@ def amplitude_of(samples, hertz):
     return 2 * math.hypot(real, imaginary) / max(count, 1)
 
 
+def pieces(source, frequencies, seconds=0.5, length=0.1):
+    """The amplitude of each frequency at a source, for one piece of a recording after the other: a
+    machine that stands still for a moment spoils one piece. Multiples of 10 Hz do not disturb each
+    other."""
+    samples, count = record(source, seconds), int(RATE * length)
+    for begin in range(0, len(samples) - count + 1, count):
+        piece = samples[begin:begin + count]
+        yield {hertz: amplitude_of(piece, hertz) for hertz in frequencies}
+
+
 def amplitudes(source, frequencies, seconds=0.5):
-    """The amplitude of each frequency at a source. Even frequencies do not disturb each other."""
-    samples = record(source, seconds)
-    return {hertz: amplitude_of(samples, hertz) for hertz in frequencies}
+    """The same for the whole recording."""
+    return next(pieces(source, frequencies, seconds, seconds))
 
 
 def heard(sink, hertz, seconds=0.5):

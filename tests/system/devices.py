@@ -64,7 +64,7 @@ class DeviceBed:
 
     def close(self):
         self.process.stdin.close()
-        self.process.wait(20)
+        self.process.wait(60)
         self.process.stdout.close()
 
     def __enter__(self):

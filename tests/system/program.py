@@ -13,6 +13,7 @@ import time
 import websockets
 
 PORT = 24925
+PATIENCE = 60  # seconds, of who waits for what is sure to come on a machine that others use too
 BUILD = pathlib.Path(os.environ["QUORVANE_BUILD"])
 ADAPTER = "tavori Virtual Audio Device"
 ON_DEMAND = ("Browser", "Aux2", "Aux3")
@@ -23,7 +24,7 @@ def full_name(short_name):
     return f"tavori - {short_name} ({ADAPTER})"
 
 
-def eventually(condition, seconds=15, what="the condition"):
+def eventually(condition, seconds=PATIENCE, what="the condition"):
     """Waits with a bound until the condition gives something true, and gives that back."""
     deadline = time.monotonic() + seconds
     while True:
@@ -52,7 +53,7 @@ class Client:
         self.socket = self._run(connect())
         self.events = []
 
-    def _run(self, awaitable, seconds=15):
+    def _run(self, awaitable, seconds=PATIENCE):
         async def bounded():
             return await asyncio.wait_for(awaitable, seconds)
         return self.loop.run_until_complete(bounded())
@@ -69,7 +70,7 @@ class Client:
         except asyncio.TimeoutError:
             return None
 
-    def wait_for(self, event, seconds=15, **expected):
+    def wait_for(self, event, seconds=PATIENCE, **expected):
         """The payload of the next event of this name that has the expected values."""
         def matches(document):
             payload = document.get("payload", {})
@@ -97,7 +98,7 @@ class Client:
         events, self.events = self.events, []
         return events
 
-    def barrier(self, seconds=15):
+    def barrier(self, seconds=PATIENCE):
         """Returns when every command sent before has been handled."""
         self.send("heartbeat")
         self.wait_for("heartbeat", seconds)
@@ -177,7 +178,7 @@ class Program:
         files = self.log_files()
         return files[-1].read_bytes().decode() if files else ""
 
-    def await_log(self, text, seconds=15):
+    def await_log(self, text, seconds=PATIENCE):
         eventually(lambda: text in self.log(), seconds, f"the log line {text!r}")
 
     def quit(self):
@@ -185,13 +186,13 @@ class Program:
         with Client() as client:
             client.send("quitApp")
         try:
-            return self.process.wait(20)
+            return self.process.wait(PATIENCE)
         except subprocess.TimeoutExpired as late:
             raise AssertionError(f"Quorvane did not end; its log:\n{self.log()[-2000:]}") from late
 
     def kill(self):
         self.process.send_signal(signal.SIGKILL)
-        self.process.wait(10)
+        self.process.wait(PATIENCE)
 
     def __enter__(self):
         return self

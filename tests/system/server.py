@@ -6,7 +6,7 @@ SCRIPT = str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "private-
 
 
 def stop():
-    subprocess.run([SCRIPT, "--stop"], check=True, timeout=60)
+    subprocess.run([SCRIPT, "--stop"], check=True, timeout=90)
 
 
 def start():
@@ -14,4 +14,4 @@ def start():
 
 
 def is_running():
-    return subprocess.run(["pactl", "info"], capture_output=True, timeout=30).returncode == 0
+    return subprocess.run(["pactl", "info"], capture_output=True, timeout=60).returncode == 0

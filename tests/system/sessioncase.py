@@ -24,7 +24,7 @@ class SessionCase(unittest.TestCase):
     def tearDown(self):
         for process in self.processes:
             process.kill()
-            process.wait(10)
+            process.wait(60)
             if process.stdout:
                 process.stdout.close()
         self.client.close()

@@ -48,7 +48,7 @@ class KillTest(unittest.TestCase):
                 self.fail(f"the log never says {moment!r}")
         if program.process.poll() is None:
             program.process.send_signal(signal.SIGKILL)
-        program.process.wait(10)
+        program.process.wait(60)
 
     def assert_clean(self, moment):
         with self.subTest(moment=moment):

@@ -10,7 +10,7 @@ from soundcase import AMPLITUDE, SoundCase, gain_of
 
 def ctl(*words):
     return subprocess.run([BUILD / "quorvanectl", *words], check=True, capture_output=True,
-                          text=True, timeout=30).stdout
+                          text=True, timeout=60).stdout
 
 
 class ClientTest(SoundCase):

@@ -122,7 +122,7 @@ class SessionTest(SessionCase):
                 return False
             if stream["sink"] != headset:
                 subprocess.run(["pactl", "move-sink-input", str(stream["index"]), "headset"],
-                               capture_output=True, timeout=30)
+                               capture_output=True, timeout=60)
             return stream["sink"] == headset
         # The desktop refuses or forgets an order that comes while it is still linking the stream.
         eventually(is_moved, 30, "the desktop to move it")

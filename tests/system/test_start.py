@@ -5,7 +5,7 @@ import tempfile
 import unittest
 
 import audio
-from program import BUILD, PORT, Client, Program, eventually, full_name, is_listening
+from program import BUILD, PATIENCE, PORT, Client, Program, eventually, full_name, is_listening
 
 LINE = re.compile(r"^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] (Info|Warning|Critical): ", re.MULTILINE)
 
@@ -65,7 +65,7 @@ class StartTest(unittest.TestCase):
     def test_second_instance_hands_its_arguments_over(self):
         with Program(self.folder) as program:
             second = Program(self.folder, "first argument", "second", wait=False)
-            self.assertEqual(second.process.wait(20), 1)
+            self.assertEqual(second.process.wait(PATIENCE), 1)
             program.await_log(f'QuorvaneWidget::restoreWindow "{BUILD}/Quorvane;'
                               'first argument;second"')
             self.assertEqual(len(program.log_files()), 1)
@@ -124,7 +124,7 @@ sys.stdin.read()"""], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) 
                 with Client(port) as client:
                     client.barrier()
                     client.send("quitApp")
-                self.assertEqual(program.process.wait(20), 0)
+                self.assertEqual(program.process.wait(PATIENCE), 0)
             finally:
                 holder.stdin.close()
                 if program.process.poll() is None:

@@ -144,7 +144,7 @@ class TrimTest(SupervisionCase):
 
     def test_the_clients_verb(self):
         done = subprocess.run([BUILD / "quorvanectl", "trim", str(os.getpid())], check=True,
-                              capture_output=True, text=True, timeout=30)
+                              capture_output=True, text=True, timeout=60)
         self.assertEqual(done.stdout, f"{os.getpid()}: asked to trim every ten minutes\n")
         eventually(lambda: os.getpid() in self.watched() or f"{self.FAILURE}5" in self.program.log(),
                    what="the order's effect")

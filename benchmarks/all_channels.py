@@ -2,7 +2,7 @@
 """All seven channels and the microphone in both mixes: CPU time, gaps and trims, beside the same
 routing made of pw-loopback processes.
 
-    scripts/private-server.sh --own-network benchmarks/all_channels.py BUILD_FOLDER [SECONDS]
+    scripts/private-server.sh --own-network benchmarks/all_channels.py BUILD_FOLDER [SECONDS [THEIRS]]
 
 The personal mix is at Headset, the streaming one at Speakers, and the microphone sounds in both
 and in the virtual microphone. Everything plays a constant, so that a mix is a constant too: where
@@ -214,12 +214,13 @@ def measure(subject_type, constant, folder, seconds):
 
 def main():
     seconds = int(sys.argv[2]) if len(sys.argv) > 2 else 60
+    their_seconds = int(sys.argv[3]) if len(sys.argv) > 3 else seconds
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
-        constant = constant_file(folder, seconds + 60)
+        constant = constant_file(folder, max(seconds, their_seconds) + 60)
         ours = measure(Quorvane, constant, folder, seconds)
         for subject in (PromptLoopbacks, Loopbacks):
-            theirs = measure(subject, constant, folder, seconds)
+            theirs = measure(subject, constant, folder, their_seconds)
             print(f"  Quorvane takes {ours / theirs:.2f} times the CPU time of that")
 
 

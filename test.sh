@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Builds and runs every check: unit and system tests, both sanitizers, a short fuzz run, the
-# compile check for Windows, and the style of the sources. Can be run again at no cost.
+# compile check for Windows, the tests as Windows programs under Wine, and the style of the sources.
+# Can be run again at no cost.
 #
 #   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows wine style tidy
+#
+# Without a word, all but tidy; and wine only where the variable CI is set or a Qt for Windows stands
+# in the cache already (./test.sh wine builds one, once, in about a quarter of an hour).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
-
-checks=("$@")
-[ ${#checks[@]} -gt 0 ] || checks=(release asan tsan windows style)
 
 # The tests whose subjects have threads of their own. What Qt does inside itself, where the thread
 # sanitizer does not see it, looks like a race: those stay out that wait for a child process, for a
@@ -50,6 +51,14 @@ tests() { # PRESET [CTEST ARGUMENT...]
 
 scripts/setup.sh build run test
 
+checks=("$@")
+if [ ${#checks[@]} -eq 0 ]; then
+    checks=(release asan tsan windows style)
+    if [ -n "${CI:-}" ] || [ -d "$(scripts/windows/build-qt.sh --folder)" ]; then
+        checks+=(wine)
+    fi
+fi
+
 for check in "${checks[@]}"; do
     case $check in
     release)
@@ -69,7 +78,8 @@ for check in "${checks[@]}"; do
         ;;
     windows) build windows-check ;;
     wine)
-        # The unit tests as Windows programs. Builds a Qt for them, which takes its time, once.
+        # The unit tests as Windows programs, and real sound from them. Builds a Qt for them, which
+        # takes its time, once.
         scripts/setup.sh windows
         build windows-tests
         tests windows-tests

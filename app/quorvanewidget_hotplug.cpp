@@ -54,7 +54,10 @@ void logVolume(const DEV_BROADCAST_VOLUME &volume, const ChangeWords &words)
 
 void QuorvaneWidget::registerDeviceUnplugNotification()
 {
-    const auto logFailure = [] { qCritical() << "注册失败：" << GetLastError(); };
+    const auto logFailure = [] {
+        const DWORD error = GetLastError(); // before the log can change it
+        qCritical() << "注册失败：" << error;
+    };
     DEV_BROADCAST_DEVICEINTERFACE_W filter{};
     filter.dbcc_size = sizeof(filter);
     filter.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;

@@ -1,7 +1,7 @@
 # quorvane_breakpad: the client of the crash capture library, from the cache that
 # scripts/breakpad.sh fills.
 set(breakpad_script ${PROJECT_SOURCE_DIR}/scripts/breakpad.sh)
-execute_process(COMMAND ${CMAKE_COMMAND} -E env CXX=${CMAKE_CXX_COMPILER} ${breakpad_script} --folders
+execute_process(COMMAND ${CMAKE_COMMAND} -E env CXX=${CMAKE_CXX_COMPILER} bash ${breakpad_script} --folders
                 OUTPUT_VARIABLE breakpad_folders COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+" breakpad_folders "${breakpad_folders}")
 list(GET breakpad_folders 0 breakpad_sources)

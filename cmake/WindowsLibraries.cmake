@@ -22,9 +22,11 @@ if(NOT QUORVANE_PROGRAM)
 endif()
 list(APPEND CMAKE_PREFIX_PATH ${libraries_folder})
 
-# Qt's tools are the host's.
-set(QT_HOST_PATH /usr)
-set(QT_HOST_PATH_CMAKE_DIR /usr/lib/${CMAKE_HOST_SYSTEM_PROCESSOR}-linux-gnu/cmake)
+# Qt's tools are the host's; another Qt than the host's brings its own.
+if(NOT QT_HOST_PATH)
+    set(QT_HOST_PATH /usr)
+    set(QT_HOST_PATH_CMAKE_DIR /usr/lib/${CMAKE_HOST_SYSTEM_PROCESSOR}-linux-gnu/cmake)
+endif()
 
 # Wine, with the folders of the DLLs.
 execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libstdc++-6.dll

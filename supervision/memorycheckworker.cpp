@@ -45,7 +45,8 @@ void MemoryCheckWorker::addMonitorProcess(uint pid)
     const QMutexLocker locker(&processesMutex);
     const HANDLE process = OpenProcess(trimmingAccess, FALSE, pid);
     if (!process) {
-        qWarning() << "获取进程句柄失败，错误码：" << GetLastError();
+        const DWORD error = GetLastError(); // before the log can change it
+        qWarning() << "获取进程句柄失败，错误码：" << error;
         return;
     }
     processes.insert(pid, process);

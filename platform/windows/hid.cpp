@@ -9,9 +9,12 @@
 #include <optional>
 #include <vector>
 
+// MinGW's headers do not say themselves that these are C.
 // clang-format off
+extern "C" {
 #include <hidsdi.h>
 #include <hidpi.h>
+}
 // clang-format on
 
 namespace

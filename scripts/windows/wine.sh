@@ -16,6 +16,7 @@ shift
 
 case $1 in
 --start)
+    mkdir -p "$WINEPREFIX"
     # It outlives this script, and must not keep its output open.
     "$WINESERVER" --persistent >/dev/null 2>&1 </dev/null
     exec "$wine" wineboot --init >/dev/null 2>&1 </dev/null

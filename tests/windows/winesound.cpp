@@ -5,7 +5,7 @@
 //   winesound play OUTPUT HERTZ SECONDS        a sine tone, half the full scale
 //   winesound capture INPUT OUTPUT SECONDS     passes a microphone on
 //
-// Endpoints go by their names.
+// Endpoints go by their names. Playing and capturing end early when the standard input ends.
 #include "endpoints/systemsoundmonitor.h"
 #include "engines/wasapiaudioplayer.h"
 #include "engines/wasapimicrophonecapturer.h"
@@ -19,12 +19,14 @@
 #include <cstdio>
 #include <memory>
 #include <numbers>
+#include <thread>
 
 namespace
 {
 
 constexpr int rate = 48000;
 constexpr int channels = 2;
+constexpr int frameBytes = channels * sizeof(qint16);
 
 struct EndMonitor
 {
@@ -52,26 +54,32 @@ void list(SystemSoundMonitor &monitor)
     std::puts(QJsonDocument(all).toJson(QJsonDocument::Compact).constData());
 }
 
-/// Frames `first` to `first` + `count` - 1 of the tone.
-QByteArray tone(double hertz, qint64 first, qint64 count)
+/// A second of the tone, twice, so that any second's beginning is in one piece.
+QByteArray tone(int hertz)
 {
-    QByteArray block(count * channels * qsizetype(sizeof(qint16)), Qt::Uninitialized);
-    auto *sample = reinterpret_cast<qint16 *>(block.data());
-    for (qint64 frame = first; frame < first + count; ++frame) {
-        const double angle = 2 * std::numbers::pi * hertz * double(frame) / rate;
+    QByteArray second(rate * frameBytes, Qt::Uninitialized);
+    auto *sample = reinterpret_cast<qint16 *>(second.data());
+    for (int frame = 0; frame < rate; ++frame) {
+        const double angle = 2 * std::numbers::pi * hertz * frame / rate;
         for (int channel = 0; channel < channels; ++channel)
             *sample++ = static_cast<qint16>(std::lround(16384 * std::sin(angle)));
     }
-    return block;
+    return second + second;
 }
 
 int runFor(int seconds)
 {
     QTimer::singleShot(seconds * 1000, qApp, &QCoreApplication::quit);
+    // A read cannot be given up: the thread ends with the program.
+    std::thread([] {
+        while (std::getchar() != EOF)
+            continue;
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    }).detach();
     return QCoreApplication::exec();
 }
 
-int play(SystemSoundMonitor &monitor, const QString &output, double hertz, int seconds)
+int play(SystemSoundMonitor &monitor, const QString &output, int hertz, int seconds)
 {
     const QString id = idOf(monitor.getOutputDeviceInfos(), output);
     if (id.isEmpty())
@@ -80,6 +88,7 @@ int play(SystemSoundMonitor &monitor, const QString &output, double hertz, int s
     player->setMaximumAudioDataDuration(60);
     player->openDevice(id, output);
 
+    const QByteArray sound = tone(hertz);
     QElapsedTimer clock;
     clock.start();
     qint64 played = 0;
@@ -88,9 +97,11 @@ int play(SystemSoundMonitor &monitor, const QString &output, double hertz, int s
     // 20 ms ahead of the clock, which the player's queue has room for.
     QObject::connect(&feed, &QTimer::timeout, &feed, [&] {
         const qint64 due = clock.elapsed() * rate / 1000 + rate / 50;
-        QMetaObject::invokeMethod(player.get(), "play", Qt::QueuedConnection,
-                                  Q_ARG(QByteArray, tone(hertz, played, due - played)),
-                                  Q_ARG(int, rate), Q_ARG(int, channels));
+        const qint64 frames = qMin(due - played, qint64(rate));
+        QMetaObject::invokeMethod(
+            player.get(), "play", Qt::QueuedConnection,
+            Q_ARG(QByteArray, sound.mid(played % rate * frameBytes, frames * frameBytes)),
+            Q_ARG(int, rate), Q_ARG(int, channels));
         played = due;
     });
     feed.start(10);
@@ -126,7 +137,7 @@ int run(const QStringList &arguments)
         return 0;
     }
     if (command == "play" && arguments.size() == 5)
-        return play(*monitor, arguments[2], arguments[3].toDouble(), arguments[4].toInt());
+        return play(*monitor, arguments[2], arguments[3].toInt(), arguments[4].toInt());
     if (command == "capture" && arguments.size() == 5)
         return capture(*monitor, arguments[2], arguments[3], arguments[4].toInt());
     std::fputs("winesound: see the head of its source\n", stderr);

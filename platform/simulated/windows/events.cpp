@@ -10,6 +10,11 @@ namespace posix
 
 bool closeForeignHandle(HANDLE handle)
 {
+    // For the system it is the own process too, and good to close. Who closes it here has no file.
+    if (handle == INVALID_HANDLE_VALUE) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
     static auto *const close = systemFunction<decltype(CloseHandle)>("CloseHandle");
     return close(handle) != FALSE;
 }

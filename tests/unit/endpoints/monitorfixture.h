@@ -12,7 +12,7 @@
 #include <vector>
 
 /// A failure as failNext takes it and as the log tells it.
-inline constexpr DWORD someFailure = 0x80004005;
+inline constexpr quint32 someFailure = 0x80004005;
 inline const QString someFailureText = "\"-7fffbffb\"";
 inline const QString notFoundText = "\"-7ff8fb70\"";
 

@@ -176,10 +176,17 @@ void TestAudioEndpointVolumeCallback::signalsAreDeclaredInOrder()
     const QMetaObject &meta = AudioEndpointVolumeCallback::staticMetaObject;
     const int first = meta.methodOffset();
     QCOMPARE(meta.methodCount() - first, 2);
-    QCOMPARE(meta.method(first).methodSignature(),
-             "sigDeviceControlChanged(QString,BOOL,float,GUID)");
-    QCOMPARE(meta.method(first + 1).methodSignature(),
-             "sigDeviceStateChanged(QString,BOOL,float,GUID)");
+    QCOMPARE(meta.method(first).name(), "sigDeviceControlChanged");
+    QCOMPARE(meta.method(first + 1).name(), "sigDeviceStateChanged");
+    // The types themselves: BOOL has another name in some headers.
+    const QList<QMetaType> types{QMetaType::fromType<QString>(), QMetaType::fromType<BOOL>(),
+                                 QMetaType::fromType<float>(), QMetaType::fromType<GUID>()};
+    for (int index = first; index < meta.methodCount(); ++index) {
+        const QMetaMethod method = meta.method(index);
+        QCOMPARE(method.parameterCount(), types.size());
+        for (int parameter = 0; parameter < method.parameterCount(); ++parameter)
+            QCOMPARE(method.parameterMetaType(parameter), types[parameter]);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestAudioEndpointVolumeCallback)

@@ -7,7 +7,7 @@
 namespace
 {
 
-constexpr PROPERTYKEY keyProperty = PKEY_Device_FriendlyName;
+const PROPERTYKEY keyProperty = PKEY_Device_FriendlyName;
 
 /// Announces the default as the platform does: once for each role.
 void announceDefault(EDataFlow flow, const QString &id)
@@ -210,9 +210,11 @@ void TestSystemSoundMonitorNotifications::departuresAreForgotten_data()
     QTest::addColumn<quint32>("state");
     QTest::addColumn<QByteArray>("signal");
     QTest::newRow("removed") << 0u << QByteArray("sigDeviceRemoved");
-    QTest::newRow("disabled") << DEVICE_STATE_DISABLED << QByteArray("sigDeviceDisabled");
-    QTest::newRow("not present") << DEVICE_STATE_NOTPRESENT << QByteArray("sigDeviceNotPresent");
-    QTest::newRow("unplugged") << DEVICE_STATE_UNPLUGGED << QByteArray("sigDeviceUnplugged");
+    QTest::newRow("disabled") << quint32(DEVICE_STATE_DISABLED) << QByteArray("sigDeviceDisabled");
+    QTest::newRow("not present") << quint32(DEVICE_STATE_NOTPRESENT)
+                                 << QByteArray("sigDeviceNotPresent");
+    QTest::newRow("unplugged") << quint32(DEVICE_STATE_UNPLUGGED)
+                               << QByteArray("sigDeviceUnplugged");
 }
 
 void TestSystemSoundMonitorNotifications::departuresAreForgotten()

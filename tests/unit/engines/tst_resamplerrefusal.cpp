@@ -57,6 +57,8 @@ class TestResamplerRefusal : public QObject
     Q_OBJECT
 
 private slots:
+    // A child on Windows would tell a debugger, for want of a console.
+    void initTestCase() { qputenv("QT_FORCE_STDERR_LOGGING", "1"); }
     void blocksForGood();
     void playerCanStillBeDestroyed();
 };

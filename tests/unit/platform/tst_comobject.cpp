@@ -7,6 +7,7 @@
 
 #include <QTest>
 
+#include <atomic>
 #include <set>
 #include <string>
 #include <thread>
@@ -198,11 +199,24 @@ void TestComObject::comIsCountedByThread()
 
 void TestComObject::lastErrorBelongsToItsThread()
 {
-    posix::setLastError(ERROR_ACCESS_DENIED);
     DWORD elsewhere = ERROR_INVALID_HANDLE;
-    std::thread([&] { elsewhere = posix::lastError(); }).join();
+    std::atomic isSet{false};
+    std::atomic isRead{false};
+    std::thread other([&] {
+        while (!isSet)
+            std::this_thread::yield();
+        elsewhere = posix::lastError();
+        posix::setLastError(ERROR_INVALID_HANDLE);
+        isRead = true;
+    });
+    posix::setLastError(ERROR_ACCESS_DENIED);
+    isSet = true;
+    while (!isRead)
+        std::this_thread::yield();
+    const DWORD here = posix::lastError(); // before a call of the system resets it
+    other.join();
     QCOMPARE(elsewhere, ERROR_SUCCESS);
-    QCOMPARE(posix::lastError(), ERROR_ACCESS_DENIED);
+    QCOMPARE(here, ERROR_ACCESS_DENIED);
 }
 
 QTEST_GUILESS_MAIN(TestComObject)

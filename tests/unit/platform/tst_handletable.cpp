@@ -1,7 +1,7 @@
 // Handles that are closed while others use them.
+#include "platform/coreaudio.h"
 #include "platform/posix/handletable.h"
 #include "platform/posix/lasterror.h"
-#include "platform/vocabulary/kernel.h"
 
 #include <QTest>
 
@@ -63,8 +63,8 @@ void TestHandleTable::refusesWhatIsNoHandle_data()
     QTest::addColumn<quintptr>("value");
     QTest::newRow("null") << quintptr(0);
     QTest::newRow("INVALID_HANDLE_VALUE") << ~quintptr(0);
-    QTest::newRow("not a multiple of four") << quintptr(5);
-    QTest::newRow("never handed out") << quintptr(0x400);
+    QTest::newRow("not a multiple of four") << quintptr(0x500005);
+    QTest::newRow("below the table") << quintptr(0x4FFFFC);
     QTest::newRow("slot zero") << quintptr(0x500000);
     QTest::newRow("slot beyond the table") << quintptr(0x5FFFFC);
 }

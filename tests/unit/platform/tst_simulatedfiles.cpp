@@ -1,7 +1,7 @@
 // The scripted device files.
 #include "common/channels.h"
+#include "platform/coreaudio.h"
 #include "platform/simulated/simulated.h"
-#include "platform/vocabulary/kernel.h"
 
 #include <QElapsedTimer>
 #include <QTest>

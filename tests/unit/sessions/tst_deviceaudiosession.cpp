@@ -1,4 +1,5 @@
 // The sessions of one endpoint: which are listed, how the list is kept, and what it tells.
+#include "platform/posix/offered.h"
 #include "sessions/audiosession.h"
 #include "sessions/deviceaudiosession.h"
 #include "tests/unit/sessions/sessionfixture.h"
@@ -52,7 +53,7 @@ struct Subject : SessionFixture
 };
 
 /// A session manager without sessions, which shows who listens for new ones.
-class EmptyManager : public IAudioSessionManager2
+class EmptyManager : public posix::Offered<IAudioSessionManager2>::Type
 {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }

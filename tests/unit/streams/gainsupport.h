@@ -14,7 +14,7 @@ inline constexpr auto at75 = static_cast<float>(gainAt(75));
 inline constexpr auto at50 = static_cast<float>(gainAt(50));
 inline constexpr auto at25 = static_cast<float>(gainAt(25));
 
-[[nodiscard]] inline bool near(float gain, double expected)
+[[nodiscard]] inline bool isNear(float gain, double expected)
 {
     return std::abs(gain - expected) < tolerance;
 }
@@ -33,5 +33,5 @@ inline constexpr auto at25 = static_cast<float>(gainAt(25));
 }
 
 #define COMPARE_GAIN(gain, expected)                                                               \
-    QVERIFY2(near(gain, expected),                                                                 \
+    QVERIFY2(isNear(gain, expected),                                                               \
              qPrintable(QString("%1 is not %2").arg(double(gain)).arg(double(expected))))

@@ -17,8 +17,9 @@ shift
 case $1 in
 --start)
     mkdir -p "$WINEPREFIX"
-    # It outlives this script, and must not keep its output open.
-    "$WINESERVER" --persistent >/dev/null 2>&1 </dev/null
+    # It outlives this script, and must not keep its output open. One that an earlier round has left
+    # will do.
+    "$WINESERVER" --persistent >/dev/null 2>&1 </dev/null || true
     exec "$wine" wineboot --init >/dev/null 2>&1 </dev/null
     ;;
 --stop)

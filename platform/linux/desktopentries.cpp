@@ -18,6 +18,9 @@ namespace desktopentries
 namespace
 {
 constexpr QLatin1StringView suffix{".desktop"};
+/// A folder's time does not tell two changes within a tick of the clock apart: what has changed so
+/// recently is read again.
+constexpr qint64 settlingMs = 1000;
 
 /// The user's own folder first, then the system's, then those of sandboxed applications.
 QStringList folders()
@@ -140,9 +143,12 @@ private:
         QMap<QString, QDateTime> now;
         for (const QString &folder : folders())
             now.insert(folder, QFileInfo(folder).lastModified());
-        if (now == times)
+        if (now == times && isSettled)
             return;
         times = now;
+        const QDateTime settled = QDateTime::currentDateTime().addMSecs(-settlingMs);
+        isSettled = std::none_of(now.cbegin(), now.cend(),
+                                 [&](const auto &time) { return time > settled; });
         entries.clear();
         for (const QString &folder : folders())
             readFolder(folder);
@@ -164,6 +170,7 @@ private:
 
     std::mutex mutex;
     QMap<QString, QDateTime> times;
+    bool isSettled = false;
     QMap<QString, DesktopEntry> entries;
 };
 } // namespace

@@ -48,6 +48,10 @@ class DeviceBed:
     def writes(self, index):
         return [bytes.fromhex(report) for report in self._order("writes", index).split()]
 
+    def is_written_to(self, index):
+        """Whether a write to a deaf device has begun."""
+        return self._order("begun", index) == "yes"
+
     def drain(self, index):
         self._order("drain", index)
 

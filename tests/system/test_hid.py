@@ -166,6 +166,8 @@ class HidTest(SoundCase):
         self.open(2)
         self.client.settle()
         self.send_data(1, bytes(TOO_MUCH))
+        # Commands do not wait for each other before they have the devices.
+        eventually(lambda: self.hid.is_written_to(deaf), 30, "the write")
         self.send_data(2, [1])
 
         # What plays goes on without a gap, and other commands are carried out.

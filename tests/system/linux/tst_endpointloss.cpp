@@ -65,7 +65,7 @@ private slots:
     void aServerThatNeverAnswersHoldsNobody();
 
 private:
-    [[nodiscard]] bool isAllBack() const;
+    [[nodiscard]] QStringList missing() const;
 
     ComPtr<IMMDeviceEnumerator> enumerator;
     ComPtr<DeviceSink> sink;
@@ -90,12 +90,18 @@ void tst_endpointloss::cleanupTestCase()
     QCOMPARE(enumerator->UnregisterEndpointNotificationCallback(sink.get()), S_OK);
 }
 
-bool tst_endpointloss::isAllBack() const
+/// What is not back yet.
+QStringList tst_endpointloss::missing() const
 {
-    const QStringList events = sink->events();
-    return events.contains("added " + speakers) && events.contains("added " + headset) &&
-           events.contains("added " + microphone) && events.contains("state 1 " + gaming().id) &&
-           defaultId(eRender) == speakers && defaultId(eCapture) == microphone;
+    QStringList wanted{"added " + speakers, "added " + headset, "added " + microphone,
+                       "state 1 " + gaming().id};
+    for (const QString &event : sink->events())
+        wanted.removeAll(event);
+    if (defaultId(eRender) != speakers)
+        wanted.append("default output");
+    if (defaultId(eCapture) != microphone)
+        wanted.append("default input");
+    return wanted;
 }
 
 void tst_endpointloss::noServerAtStart()
@@ -127,7 +133,7 @@ void tst_endpointloss::nothingWakesUsMeanwhile()
 void tst_endpointloss::theServerAppears()
 {
     QVERIFY(privateserver::start());
-    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(missing(), QStringList(), 30000);
     QVERIFY(!sink->events().contains("added " + gaming().id));
     QVERIFY(!sink->events().contains("state 1 " + speakers));
     QCOMPARE(sink->nameAt("added " + speakers), QString("Speakers"));
@@ -164,7 +170,7 @@ void tst_endpointloss::theServerIsKilledAndRestarted()
 
     sink->clear();
     QVERIFY(privateserver::start());
-    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(missing(), QStringList(), 30000);
     QVERIFY(!sink->events().contains("added " + gaming().id));
     QVERIFY(!sink->events().contains("state 1 " + speakers));
     QCOMPARE(volume->SetMasterVolumeLevelScalar(0.5f, nullptr), S_OK);
@@ -199,7 +205,7 @@ void tst_endpointloss::onlyTheGraphIsKilled()
     privateserver::stop();
     sink->clear();
     QVERIFY(privateserver::start());
-    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(missing(), QStringList(), 30000);
 }
 
 void tst_endpointloss::aServerThatHangsUpIsLeftAlone()
@@ -229,7 +235,7 @@ void tst_endpointloss::aServerThatHangsUpIsLeftAlone()
 
     sink->clear();
     QVERIFY(privateserver::start());
-    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(missing(), QStringList(), 30000);
 }
 
 void tst_endpointloss::aServerThatNeverAnswersHoldsNobody()
@@ -244,7 +250,7 @@ void tst_endpointloss::aServerThatNeverAnswersHoldsNobody()
     impostor.close();
     sink->clear();
     QVERIFY(privateserver::start());
-    QTRY_VERIFY_WITH_TIMEOUT(isAllBack(), 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(missing(), QStringList(), 30000);
 }
 
 QTEST_GUILESS_MAIN(tst_endpointloss)

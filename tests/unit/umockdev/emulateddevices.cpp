@@ -14,6 +14,7 @@
 //   send INDEX REPORT               an input report
 //   input REPORT                    what devices answer when they are asked for one
 //   writes INDEX                    the reports written to it so far, separated by blanks
+//   begun INDEX                     "yes" if a write to a deaf device has begun, or "no"
 //   drain INDEX                     lets the writes of a deaf device go on
 //   unplug INDEX
 #include "hidbed.h"
@@ -49,6 +50,8 @@ QString answer(HidBed &bed, const QStringList &words)
         for (const QByteArray &report : bed.writes(index()))
             reports.append(QString::fromLatin1(report.toHex()));
         return reports.join(' ');
+    } else if (verb == "begun") {
+        return bed.isWrittenTo(index()) ? QStringLiteral("yes") : QStringLiteral("no");
     } else if (verb == "drain") {
         bed.drain(index());
     } else if (verb == "unplug") {

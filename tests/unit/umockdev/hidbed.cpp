@@ -160,10 +160,15 @@ void HidBed::add(const EmulatedHid &device)
     state->handlers.push_back(handler);
 }
 
+int HidBed::farSideOf(int index) const
+{
+    return umockdev_testbed_get_dev_fd(state->bed.testbed(),
+                                       nodeOf(std::size_t(index)).constData());
+}
+
 void HidBed::sendReport(int index, const QByteArray &report)
 {
-    const int fd =
-        umockdev_testbed_get_dev_fd(state->bed.testbed(), nodeOf(std::size_t(index)).constData());
+    const int fd = farSideOf(index);
     if (::write(fd, report.constData(), std::size_t(report.size())) != report.size())
         qFatal("an emulated device cannot send");
 }
@@ -181,13 +186,17 @@ void HidBed::setInputReport(const QByteArray &report)
     state->inputReport = report;
 }
 
+bool HidBed::isWrittenTo(int index) const
+{
+    pollfd queue{farSideOf(index), POLLIN, 0};
+    return ::poll(&queue, 1, 0) > 0;
+}
+
 void HidBed::drain(int index)
 {
-    const int fd =
-        umockdev_testbed_get_dev_fd(state->bed.testbed(), nodeOf(std::size_t(index)).constData());
-    pollfd queue{fd, POLLIN, 0};
+    pollfd queue{farSideOf(index), POLLIN, 0};
     char bytes[4096];
-    while (::poll(&queue, 1, drainMs) > 0 && ::read(fd, bytes, sizeof bytes) > 0) {
+    while (::poll(&queue, 1, drainMs) > 0 && ::read(queue.fd, bytes, sizeof bytes) > 0) {
     }
 }
 
@@ -199,7 +208,7 @@ void HidBed::unplug(int index)
         state->unplugged.insert(node);
     }
     // The other side of the device hangs up, and its descriptor stays taken for the bed to close.
-    const int fd = umockdev_testbed_get_dev_fd(state->bed.testbed(), node.constData());
+    const int fd = farSideOf(index);
     const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
     if (::dup2(nothing, fd) != fd)
         qFatal("an emulated device cannot be unplugged");

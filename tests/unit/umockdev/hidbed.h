@@ -35,6 +35,8 @@ public:
     /// What has been written to the device, one entry a write.
     [[nodiscard]] QList<QByteArray> writes(int index) const;
     void setInputReport(const QByteArray &report);
+    /// Whether a write to a device that takes none has begun.
+    [[nodiscard]] bool isWrittenTo(int index) const;
     /// Reads what stands in the queue of a device that takes no writes, and lets writes go on.
     void drain(int index);
     /// Takes the device away: reads end with a hang-up, and writes fail.
@@ -46,5 +48,8 @@ public:
     struct State;
 
 private:
+    /// The descriptor of a device's own end.
+    [[nodiscard]] int farSideOf(int index) const;
+
     std::unique_ptr<State> state;
 };

@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # Builds and runs every check: unit and system tests, both sanitizers, a short fuzz run, the
-# compile check for Windows, the tests as Windows programs under Wine, and the style of the sources.
-# Can be run again at no cost.
+# compile check for Windows, and the style of the sources. Can be run again at no cost.
 #
 #   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows wine style tidy
 #
-# Without a word, all but tidy; and wine only where the variable CI is set or a Qt for Windows stands
-# in the cache already (./test.sh wine builds one, once, in about a quarter of an hour).
+# Without a word, all but wine, which builds a Qt for Windows, once, in about a quarter of an hour,
+# and tidy.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
+
+checks=("$@")
+[ ${#checks[@]} -gt 0 ] || checks=(release asan tsan windows style)
 
 # The tests whose subjects have threads of their own. What Qt does inside itself, where the thread
 # sanitizer does not see it, looks like a race: those stay out that wait for a child process, for a
@@ -50,14 +52,6 @@ tests() { # PRESET [CTEST ARGUMENT...]
 }
 
 scripts/setup.sh build run test
-
-checks=("$@")
-if [ ${#checks[@]} -eq 0 ]; then
-    checks=(release asan tsan windows style)
-    if [ -n "${CI:-}" ] || [ -d "$(scripts/windows/build-qt.sh --folder)" ]; then
-        checks+=(wine)
-    fi
-fi
 
 for check in "${checks[@]}"; do
     case $check in

@@ -17,6 +17,11 @@ shift
 case $1 in
 --start)
     mkdir -p "$WINEPREFIX"
+    # A new folder is filled by processes that go on after this one: it is whole when all have ended.
+    if [ ! -e "$WINEPREFIX/system.reg" ]; then
+        "$wine" wineboot --init >/dev/null 2>&1 </dev/null
+        "$WINESERVER" --wait
+    fi
     # It outlives this script, and must not keep its output open. One that an earlier round has left
     # will do.
     "$WINESERVER" --persistent >/dev/null 2>&1 </dev/null || true

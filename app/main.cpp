@@ -4,7 +4,7 @@
 #include "app/quorvanewidget.h"
 #include "app/vxapplication.h"
 #include "platform/coreaudio.h"
-#include "platform/display.h"
+#include "platform/qtsetup.h"
 #include "qBreakpad/handler/qbreakpadhandler.h"
 
 #include <QDir>
@@ -52,7 +52,7 @@ int main(int argc, char *argv[])
     // Before the application object, so that a crash in its making is captured too.
     startCrashCapture();
 
-    preparePlatformDisplay();
+    prepareQt();
     VXApplication application(argc, argv);
     static const QString localServerName("@tavori_Quorvane_LocalServer_Name_");
     if (const int result = application.initLocalServer(localServerName); result != 0) {

@@ -1,8 +1,8 @@
-#include "platform/display.h"
+#include "platform/qtsetup.h"
 
 #include <QtTest>
 
-class TestDisplay : public QObject
+class TestQtSetup : public QObject
 {
     Q_OBJECT
 
@@ -29,8 +29,24 @@ private slots:
         setVariable("DISPLAY", "display");
         setVariable("WAYLAND_DISPLAY", "wayland");
         setVariable("QT_QPA_PLATFORM", "chosen");
-        preparePlatformDisplay();
+        prepareQt();
         QCOMPARE(qgetenv("QT_QPA_PLATFORM"), expected);
+    }
+
+    void plainEventLoops_data()
+    {
+        QTest::addColumn<QByteArray>("chosen");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("no choice") << QByteArray() << QByteArray("1");
+        QTest::newRow("GLib's are chosen") << QByteArray("") << QByteArray("");
+    }
+    void plainEventLoops()
+    {
+        QFETCH(QByteArray, expected);
+        setVariable("QT_NO_GLIB", "chosen");
+        prepareQt();
+        QVERIFY(qEnvironmentVariableIsSet("QT_NO_GLIB"));
+        QCOMPARE(qgetenv("QT_NO_GLIB"), expected);
     }
 
 private:
@@ -46,5 +62,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDisplay)
-#include "tst_display.moc"
+QTEST_GUILESS_MAIN(TestQtSetup)
+#include "tst_qtsetup.moc"

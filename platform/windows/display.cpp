@@ -1,6 +1,0 @@
-#include "platform/display.h"
-
-void preparePlatformDisplay()
-{
-    // A Windows session always has a desktop.
-}

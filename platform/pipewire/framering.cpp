@@ -13,6 +13,8 @@ namespace
 static_assert(std::atomic<uint32_t>::is_always_lock_free);
 static_assert(sizeof(std::atomic<uint32_t>) == sizeof(uint32_t), "the kernel sleeps on the word");
 
+constexpr int64_t nanosecondsPerSecond = 1'000'000'000;
+
 /// Sleeps while the word is `expected`, at longest until `deadline` on the monotonic clock.
 void futexWait(std::atomic<uint32_t> &word, uint32_t expected, const timespec &deadline)
 {
@@ -20,14 +22,16 @@ void futexWait(std::atomic<uint32_t> &word, uint32_t expected, const timespec &d
             FUTEX_BITSET_MATCH_ANY);
 }
 
-timespec deadlineAfter(std::chrono::milliseconds longest)
+/// The next moment that is a multiple of `interval`: the readers of silent speakers wake up
+/// together, which costs a sleeping processor less than one after another.
+timespec nextMultiple(std::chrono::milliseconds interval)
 {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
-    const int64_t nanoseconds = time.tv_nsec + longest.count() * 1'000'000;
-    time.tv_sec += nanoseconds / 1'000'000'000;
-    time.tv_nsec = nanoseconds % 1'000'000'000;
-    return time;
+    const int64_t step = std::chrono::nanoseconds(interval).count();
+    const int64_t now = time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
+    const int64_t next = (now / step + 1) * step;
+    return {next / nanosecondsPerSecond, next % nanosecondsPerSecond};
 }
 
 bool isPast(const timespec &deadline)
@@ -87,7 +91,7 @@ void FrameRing::wait(uint64_t position, const std::atomic<bool> &cancelled,
 {
     if (end() != position || cancelled.load())
         return;
-    const timespec deadline = deadlineAfter(longest);
+    const timespec deadline = nextMultiple(longest);
     waiting.fetch_add(1);
     for (;;) {
         const uint32_t seen = changes.load();

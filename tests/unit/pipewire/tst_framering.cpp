@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -117,13 +119,33 @@ private slots:
         QVERIFY(cancelled);
     }
 
+    // Not after 30 ms but at the next multiple of them: all that wait so long wake up together.
     void waitEndsWithTheTime()
     {
+        constexpr std::chrono::milliseconds interval(30);
         const std::atomic<bool> never{false};
-        QElapsedTimer timer;
-        timer.start();
-        ring->wait(ring->end(), never, std::chrono::milliseconds(30));
-        QVERIFY(timer.elapsed() >= 30);
+        for (int i = 0; i < 5; ++i) {
+            const auto before = std::chrono::steady_clock::now().time_since_epoch();
+            ring->wait(ring->end(), never, interval);
+            const auto after = std::chrono::steady_clock::now().time_since_epoch();
+            QVERIFY(after / interval > before / interval);
+            QTest::qSleep(7);
+        }
+    }
+
+    void waitTakesNoLongerThanTheTime()
+    {
+        constexpr std::chrono::milliseconds interval(30);
+        const std::atomic<bool> never{false};
+        auto shortest = std::chrono::nanoseconds::max();
+        for (int i = 0; i < 20; ++i) {
+            const auto before = std::chrono::steady_clock::now();
+            ring->wait(ring->end(), never, interval);
+            shortest = std::min<std::chrono::nanoseconds>(
+                shortest, std::chrono::steady_clock::now() - before);
+            QTest::qSleep(7);
+        }
+        QVERIFY(shortest < interval);
     }
 
     // However the two race: what a reader gets counts up without a torn or repeated frame.

@@ -10,6 +10,9 @@ namespace
 {
 // 480 frames at 48000 Hz in 100 ns units.
 constexpr REFERENCE_TIME devicePeriod = 100'000;
+// The power of two next to that period: a server that keeps to powers of two would make 256 frames
+// of 480, half of what is meant.
+constexpr uint32_t wantedQuantum = 512;
 constexpr std::chrono::seconds openTimeout(2);
 // The session manager refuses a stream whose ID it still knows from one that was just closed.
 constexpr int openTries = 5;
@@ -20,7 +23,7 @@ constexpr DWORD knownFlags = AUDCLNT_STREAMFLAGS_EVENTCALLBACK |
 pw_properties *clientProperties(bool isPassive)
 {
     pw_properties *properties = pw_properties_new(nullptr, nullptr);
-    pw_properties_setf(properties, PW_KEY_NODE_LATENCY, "%u/%u", periodFrames, periodRate);
+    pw_properties_setf(properties, PW_KEY_NODE_LATENCY, "%u/%u", wantedQuantum, periodRate);
     if (isPassive)
         pw_properties_set(properties, PW_KEY_NODE_PASSIVE, "true");
     return properties;

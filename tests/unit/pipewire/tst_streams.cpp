@@ -387,6 +387,15 @@ private slots:
         QVERIFY2(!isBacklog(), qPrintable(QString::number(padding)));
     }
 
+    void aStreamAloneMakesTheGraphRunAtItsPeriod()
+    {
+        Stream stream(speakersTarget);
+        QCOMPARE(stream.open(), S_OK);
+        const RenderLoop loop(stream, fillSquare);
+        UINT32 size = 0;
+        QTRY_VERIFY(SUCCEEDED(stream.client->GetBufferSize(&size)) && size == 2 * 512);
+    }
+
     void theBufferFollowsTheQuantum()
     {
         Stream stream(speakersTarget);

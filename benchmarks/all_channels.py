@@ -6,8 +6,8 @@ routing made of pw-loopback processes.
 
 The personal mix is at Headset, the streaming one at Speakers, and the microphone sounds in both
 and in the virtual microphone. Everything plays a constant, so that a mix is a constant too: where
-it is not, a player had nothing to play in time. Tells the load of the machine, since gaps on a
-busy one prove nothing.
+it is not, a player had nothing to play in time. Tells the load of the machine and how often it
+stood still for a while, since gaps on a busy one prove nothing.
 """
 import array
 import collections
@@ -17,6 +17,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import wave
 
@@ -24,6 +25,7 @@ os.environ["QUORVANE_BUILD"] = str(pathlib.Path(sys.argv[1]).resolve())
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "system"))
 
 import audio  # noqa: E402  (the path stands above)
+import stalls  # noqa: E402
 from program import ON_DEMAND, Client, Program, eventually, full_name  # noqa: E402
 
 CHANNELS = ("Aux", "Aux2", "Aux3", "Browser", "Chat", "Gaming", "Media")
@@ -31,6 +33,8 @@ MIXES = {"Personal": "headset", "Streaming": "speakers"}
 HEIGHT = 2000  # of each of the eight sources; their sum fits 16 bits
 RECORDED_HEIGHT = HEIGHT * 2 ** 0.5  # the recordings fold both channels into one
 SETTLE_SECONDS = 3
+APART_SAMPLES = audio.RATE // 4  # gaps that are closer have one cause
+LONG_STALL = 4  # milliseconds: what eight sources leave of a period of 512 frames, about
 TRIM_WORDS = "等待发送的数据长度大于限制长度："
 
 
@@ -71,31 +75,43 @@ class Recording:
 
     def __init__(self, processes, sink, folder):
         self.path = folder / f"{sink}.raw"
-        self.file = open(self.path, "wb")
         self.process = processes.start(
             "parecord", f"--device={sink}.monitor", "--raw", "--format=s16le", "--channels=1",
-            f"--rate={audio.RATE}", stdout=self.file)
+            f"--rate={audio.RATE}", "--latency-msec=40", stdout=subprocess.PIPE)
+        self.begin = float("inf")  # of the recording, on the monotonic clock
+        self.thread = threading.Thread(target=self.read)
+        self.thread.start()
+
+    def read(self):
+        samples = 0
+        with open(self.path, "wb") as file:
+            while data := self.process.stdout.read1(65536):
+                file.write(data)
+                samples += len(data) // 2
+                # The least delayed arrival tells best.
+                self.begin = min(self.begin, time.monotonic() - samples / audio.RATE)
 
     def gaps(self, skipped_seconds):
+        """The height of the sum, the moments at which gaps began, and the time lost in them."""
         self.process.terminate()
-        self.process.wait(10)
-        self.file.close()
+        self.thread.join(10)
         data = self.path.read_bytes()[audio.RATE * 2 * skipped_seconds:]
         common = collections.Counter(array.array("h", data[:audio.RATE * 2])).most_common(1)[0][0]
         whole = array.array("h", [common] * audio.RATE).tobytes()
-        gaps = lost = 0
-        before = True
+        moments = []
+        lost = 0
+        last = -APART_SAMPLES
         for begin in range(0, len(data) - len(whole) + 1, len(whole)):
             chunk = data[begin:begin + len(whole)]
             if chunk == whole:
-                before = True
                 continue
-            for sample in array.array("h", chunk):
-                is_right = abs(sample - common) <= RECORDED_HEIGHT / 4
-                gaps += before and not is_right
-                lost += not is_right
-                before = is_right
-        return common, gaps, lost / audio.RATE * 1000
+            for position, sample in enumerate(array.array("h", chunk), begin // 2):
+                if abs(sample - common) > RECORDED_HEIGHT / 4:
+                    if position - last >= APART_SAMPLES:
+                        moments.append(self.begin + skipped_seconds + position / audio.RATE)
+                    lost += 1
+                    last = position
+        return common, moments, lost / audio.RATE * 1000
 
 
 class Quorvane:
@@ -166,8 +182,8 @@ class Loopbacks:
 class PromptLoopbacks(Loopbacks):
     """The same, asking for the period that Quorvane asks for."""
 
-    name = "pw-loopback at 480 frames"
-    properties = " node.latency=480/48000"
+    name = "pw-loopback at 512 frames"
+    properties = " node.latency=512/48000"
 
 
 def measure(subject_type, constant, folder, seconds):
@@ -192,9 +208,10 @@ def measure(subject_type, constant, folder, seconds):
             return {name: sum((cpu_seconds(pid) for pid in pids), collections.Counter())
                     for name, pids in watched.items()}
         trims = subject.trims()
-        before, since = times(), time.monotonic()
-        time.sleep(seconds)
-        after, passed = times(), time.monotonic() - since
+        with stalls.Watch() as watch:
+            before, since = times(), time.monotonic()
+            time.sleep(seconds)
+            after, passed = times(), time.monotonic() - since
         print(f"\n{subject.name}: {len(subject.pids)} process(es), {passed:.0f} s, load of the "
               f"machine {os.getloadavg()[0]:.1f}")
         shares = {}
@@ -204,9 +221,14 @@ def measure(subject_type, constant, folder, seconds):
             print(f"  CPU time of {name}: {shares[name]:.2f} % of a core")
             for thread, spent in used.most_common(8):
                 print(f"    {spent / passed * 100:6.2f} %  {thread}")
+        print(f"  {watch.told()}")
         for sink, recording in recordings.items():
-            height, gaps, lost = recording.gaps(SETTLE_SECONDS)
-            print(f"  {sink}: {height / RECORDED_HEIGHT:.2f} sources, {gaps} gap(s), {lost:.1f} ms lost")
+            height, moments, lost = recording.gaps(SETTLE_SECONDS)
+            print(f"  {sink}: {height / RECORDED_HEIGHT:.2f} sources, gaps at {len(moments)} time(s), "
+                  f"{lost:.1f} ms lost")
+            explained, by_chance = watch.explained(moments, LONG_STALL)
+            print(f"    {explained} where the machine had stood still for {LONG_STALL} ms or longer "
+                  f"({by_chance:.0%} of the time lies so)")
         if subject_type is Quorvane:
             print(f"  queue trims: {subject.trims() - trims}")
         return shares[subject.name]

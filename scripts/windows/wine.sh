@@ -16,11 +16,18 @@ shift
 
 case $1 in
 --start)
-    mkdir -p "$WINEPREFIX"
-    # A new folder is filled by processes that go on after this one: it is whole when all have ended.
+    # A new folder is filled by processes that go on after this one: it is whole when all have ended,
+    # and made anew when an earlier round was broken off before.
+    if [ -e "$WINEPREFIX/filling" ]; then
+        "$WINESERVER" --kill >/dev/null 2>&1 || true
+        rm -rf "$WINEPREFIX"
+    fi
     if [ ! -e "$WINEPREFIX/system.reg" ]; then
+        mkdir -p "$WINEPREFIX"
+        touch "$WINEPREFIX/filling"
         "$wine" wineboot --init >/dev/null 2>&1 </dev/null
         "$WINESERVER" --wait
+        rm "$WINEPREFIX/filling"
     fi
     # It outlives this script, and must not keep its output open. One that an earlier round has left
     # will do.

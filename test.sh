@@ -15,7 +15,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 # QWaitCondition (HID), or for a blocking call into another thread (the speakers' outputs).
 threaded='tst_(renderloop|playeropening|playerfaults|microphone|speaker(gains|lifetime|recording|thread)'
 threaded+='|systemsoundmonitor'
-threaded+='|audiodevice|audioendpoint|logger|framering|dispatcher|controller_(life|memory)'
+threaded+='|audiodevice|audioendpoint|logger|framering|queuedcallloop|dispatcher|controller_(life|memory)'
 threaded+='|audiosession|deviceaudiosession|sessionload|approut|link_commands'
 threaded+='|memorycheck|tasiprepare|crashannouncer|signalstack|workingset'
 threaded+='|endpointmodel|sessionmodel|streammoves|socketwatch|card|lines|serverloss|streams)'

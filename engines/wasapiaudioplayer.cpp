@@ -2,6 +2,7 @@
 
 #include "engines/renderstream.h"
 #include "platform/coreaudio.h"
+#include "platform/queuedcallloop.h"
 #include "platform/signalstack.h"
 #include "platform/threads.h"
 
@@ -26,6 +27,7 @@ WASAPIAudioPlayer::WASAPIAudioPlayer()
     : workerThread(std::make_unique<QThread>()), volume(std::make_shared<std::atomic<float>>(1.0f))
 {
     moveToThread(workerThread.get());
+    workerThread->setEventDispatcher(new QueuedCallLoop); // the thread's
     SignalStack::provideTo(*workerThread);
     workerThread->start(QThread::InheritPriority);
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);

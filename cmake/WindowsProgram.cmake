@@ -5,12 +5,14 @@ enable_language(RC)
 string(REPLACE "." "," version_numbers ${PROJECT_VERSION})
 set(windows_resource ${PROJECT_BINARY_DIR}/resource/quorvane.rc)
 configure_file(${PROJECT_SOURCE_DIR}/app/quorvane.rc.in ${windows_resource} @ONLY)
-configure_file(${PROJECT_SOURCE_DIR}/app/quorvane.manifest.in
-               ${PROJECT_BINARY_DIR}/resource/quorvane.manifest @ONLY)
+set(windows_manifest ${PROJECT_BINARY_DIR}/resource/quorvane.manifest)
+configure_file(${PROJECT_SOURCE_DIR}/app/quorvane.manifest.in ${windows_manifest} @ONLY)
 
 # quorvane_windows_program(target): gives it the resource, and no console.
 function(quorvane_windows_program target)
     target_sources(${target} PRIVATE ${windows_resource})
+    # The resource's compiler tells nobody what else it has read.
+    set_source_files_properties(${windows_resource} PROPERTIES OBJECT_DEPENDS ${windows_manifest})
     set_target_properties(${target} PROPERTIES WIN32_EXECUTABLE ON)
     target_link_options(${target} PRIVATE $<$<CXX_COMPILER_ID:MSVC>:/MANIFEST:NO>)
 endfunction()

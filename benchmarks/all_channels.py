@@ -233,9 +233,10 @@ def measure(subject_type, constant, folder, seconds):
             height, moments, lost = recording.gaps(SETTLE_SECONDS)
             print(f"  {sink}: {height / RECORDED_HEIGHT:.2f} sources, gaps at {len(moments)} time(s), "
                   f"{lost:.1f} ms lost")
-            explained, by_chance = watch.explained(moments, LONG_STALL)
-            print(f"    {explained} where the machine had stood still for {LONG_STALL} ms or longer "
-                  f"({by_chance:.0%} of the time lies so)")
+            if watch.known:
+                explained, by_chance = watch.explained(moments, LONG_STALL)
+                print(f"    {explained} where the machine had stood still for {LONG_STALL} ms or "
+                      f"longer ({by_chance:.0%} of the time lies so)")
         if subject_type is Quorvane:
             print(f"  queue trims: {subject.trims() - trims}")
         return shares[subject.name]

@@ -22,16 +22,18 @@ void futexWait(std::atomic<uint32_t> &word, uint32_t expected, const timespec &d
             FUTEX_BITSET_MATCH_ANY);
 }
 
-/// The next moment that is a multiple of `interval`: the readers of silent speakers wake up
-/// together, which costs a sleeping processor less than one after another.
-timespec nextMultiple(std::chrono::milliseconds interval)
+/// The last moment within `longest` that is a multiple of its half: the readers of silent speakers
+/// wake up together, which costs a sleeping processor less than one after another, and those of a
+/// speaker that sounds are not woken up between two blocks.
+timespec lastMultipleWithin(std::chrono::milliseconds longest)
 {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
-    const int64_t step = std::chrono::nanoseconds(interval).count();
+    const int64_t bound = std::chrono::nanoseconds(longest).count();
+    const int64_t step = bound / 2;
     const int64_t now = time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
-    const int64_t next = (now / step + 1) * step;
-    return {next / nanosecondsPerSecond, next % nanosecondsPerSecond};
+    const int64_t last = (now + bound) / step * step;
+    return {last / nanosecondsPerSecond, last % nanosecondsPerSecond};
 }
 
 bool isPast(const timespec &deadline)
@@ -91,7 +93,7 @@ void FrameRing::wait(uint64_t position, const std::atomic<bool> &cancelled,
 {
     if (end() != position || cancelled.load())
         return;
-    const timespec deadline = nextMultiple(longest);
+    const timespec deadline = lastMultipleWithin(longest);
     waiting.fetch_add(1);
     for (;;) {
         const uint32_t seen = changes.load();

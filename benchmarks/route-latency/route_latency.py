@@ -9,7 +9,8 @@ Run it inside a server of its own (the server's quantum is forced):
 
 An application plays noise into the Gaming speaker, and one recording of four channels hears both
 what it plays and the monitor of the endpoint: the delay between the two is exact to the frame, and
-every frame that was lost or came late is seen. Prints one line for each subject and quantum.
+every frame that was lost or came late is seen. Prints one line for each subject and quantum;
+pw-loopback stands there twice, as it comes and at the real-time priority that Quorvane has.
 """
 
 import argparse
@@ -62,16 +63,26 @@ class Loopback:
 
     name = "pw-loopback"
     entry = "loop_entry"
+    environment = {}
 
     def __enter__(self):
         self.process = start("pw-loopback", "--capture-props",
                              f"media.class=Audio/Sink node.name={self.entry}", "--playback-props",
-                             f"node.name=loop_exit target.object={TARGET}")
+                             f"node.name=loop_exit target.object={TARGET}",
+                             env=os.environ | self.environment)
         wait_for("pw-loopback", lambda: has_port("loop_exit:output_FL"))
         return self
 
     def __exit__(self, *_):
         stop(self.process)
+
+
+class RealtimeLoopback(Loopback):
+    """The same, with the configuration that gives a program's data thread real-time priority, as
+    Quorvane's has."""
+
+    name = "pw-loopback rt"
+    environment = {"PIPEWIRE_CONFIG_NAME": "client-rt.conf"}
 
 
 class Command:
@@ -182,7 +193,7 @@ def main():
     parser.add_argument("--quanta", type=int, nargs="+", default=[256, 1024])
     parser.add_argument("--no-loopback", action="store_true", help="leave the comparison out")
     arguments = parser.parse_args()
-    subjects = [] if arguments.no_loopback else [Loopback()]
+    subjects = [] if arguments.no_loopback else [Loopback(), RealtimeLoopback()]
     if arguments.route:
         subjects.append(Command(arguments.route))
     if arguments.program:

@@ -44,8 +44,7 @@ QString deviceIdOf(const QJsonObject &deviceInfo)
 
 QString QuorvaneWidget::defaultRenderId() const
 {
-    const QString id =
-        audioSessionManager ? audioSessionManager->getDefaultRenderDeviceID() : QString();
+    QString id = audioSessionManager ? audioSessionManager->getDefaultRenderDeviceID() : QString();
     if (!id.isEmpty() || !systemSoundMonitor)
         return id;
     return deviceIdOf(systemSoundMonitor->getDefaultOutputDeviceInfo());
@@ -53,8 +52,7 @@ QString QuorvaneWidget::defaultRenderId() const
 
 QString QuorvaneWidget::defaultCaptureId() const
 {
-    const QString id =
-        audioSessionManager ? audioSessionManager->getDefaultCaptureDeviceID() : QString();
+    QString id = audioSessionManager ? audioSessionManager->getDefaultCaptureDeviceID() : QString();
     if (!id.isEmpty() || !systemSoundMonitor)
         return id;
     return deviceIdOf(systemSoundMonitor->getDefaultInputDeviceInfo());

@@ -17,9 +17,7 @@ void handOverArguments(QLocalSocket &socket)
 {
     qCritical() << "Another instance is already running. Exiting...";
     const QByteArray message = QCoreApplication::arguments().join(";").toUtf8();
-    if (socket.write(message) == -1)
-        qCritical() << "Failed to send data:" << socket.errorString();
-    else if (socket.waitForBytesWritten(writeTimeoutMs))
+    if (socket.write(message) != -1 && socket.waitForBytesWritten(writeTimeoutMs))
         qInfo() << "Data sent successfully";
     else
         qCritical() << "Failed to send data:" << socket.errorString();

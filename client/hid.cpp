@@ -62,7 +62,7 @@ Result<QJsonArray> parseBytes(QString text)
 QString spelled(const QJsonArray &data)
 {
     QStringList bytes;
-    for (const QJsonValue &byte : data)
+    for (const auto &byte : data)
         bytes.append(byte.toString().rightJustified(2, '0'));
     return bytes.join(' ');
 }

@@ -59,7 +59,7 @@ std::optional<Order> muteOrder(const Mix &mix, const QString &value)
 /// Nothing if the words make no order.
 std::optional<Order> parse(const Mix &mix, const QStringList &words)
 {
-    const QString action = words.at(0);
+    const QString &action = words.at(0);
     if (words.size() == 2) {
         if (action == "to")
             return Order{mix.target, {}, {}, "is what it plays on"};
@@ -78,7 +78,7 @@ std::optional<Order> parse(const Mix &mix, const QStringList &words)
 
 Result<Endpoint> findMember(const QList<Endpoint> &endpoints, const QString &text)
 {
-    const auto channel = findChannel(endpoints, text);
+    auto channel = findChannel(endpoints, text);
     if (channel && channel->channel() == streamChannel)
         return fail(Exit::Refused, "Stream takes part in no mix: it is what a mix can play on");
     return channel;

@@ -81,7 +81,7 @@ QString SystemSoundMonitor::getDeviceName(const QString &id)
 {
     const QMutexLocker locker(&mutex);
     if (const EndpointMonitorEntry *entry = findEntry(id); entry && entry->device) {
-        const QString name = friendlyName(entry->device.get());
+        QString name = friendlyName(entry->device.get());
         if (!name.isEmpty())
             return name;
     }

@@ -153,7 +153,7 @@ void VXGeneralDevice::readStrings()
 {
     std::array<wchar_t, MAX_STR> wstr{};
     const auto log = [&](const char *words, int result) {
-        const QString text = QString::fromWCharArray(wstr.data());
+        QString text = QString::fromWCharArray(wstr.data());
         qInfo().noquote() << QString::fromLatin1(words).arg(QString::number(result), text);
         wstr.fill(L'\0');
         return text;
@@ -222,7 +222,7 @@ int VXGeneralDevice::getInputReport(QJsonArray &reportData)
                   qUtf16Printable(hidErrorText(handle.get())));
         return -1;
     }
-    for (const QJsonValue &byte : payloadAsHex(buffer, result))
+    for (const auto &byte : payloadAsHex(buffer, result))
         reportData.append(byte);
     return result;
 }

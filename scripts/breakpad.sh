@@ -44,8 +44,9 @@ make_sources() {
         echo "breakpad: minidump $version is not the package that was pinned (sha512 $found)" >&2
         exit 1
     fi
-    tar -xzf "$work/package" -C "$work/tree" --strip-components=2 \
-        package/deps/breakpad package/deps/third_party
+    # From the standard input: tar takes the drive of a Windows path for a machine's name.
+    tar -xz -C "$work/tree" --strip-components=2 \
+        package/deps/breakpad package/deps/third_party <"$work/package"
     # Where Breakpad's own headers look for it.
     mkdir -p "$work/tree/breakpad/src/third_party/lss"
     cp "$work/tree/third_party/lss/linux_syscall_support.h" \
@@ -150,9 +151,9 @@ case "${1:-}" in
 source | client | tools)
     is_made "$1" && exit 0
     mkdir -p "$cache"
-    # Two builds at the same time take turns.
+    # Two builds at the same time take turns, where the system has the means.
     exec 9>"$cache/lock"
-    flock 9
+    ! command -v flock >/dev/null || flock 9
     make_all "$1"
     ;;
 --folders) printf '%s\n' "$sources" "$built" ;;

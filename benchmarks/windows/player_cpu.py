@@ -3,9 +3,9 @@
 
     scripts/private-server.sh benchmarks/windows/player_cpu.py build/windows-tests
 
-after cmake --preset windows-tests -DQUORVANE_BENCHMARKS=ON and a build. Both play the same tone to
-the same endpoint, by turns. Not counted: what a start costs, and the thread of the player's program
-that hands it the sound, ten milliseconds at a time. Prints each turn, and the ratio of the medians.
+Both play the same tone to the same endpoint, by turns. Not counted: what a start costs, and the
+thread of the player's program that hands it the sound, ten milliseconds at a time. Prints each turn
+and the ratio of the medians, and fails when that is above the limit.
 """
 import argparse
 import json
@@ -70,6 +70,7 @@ def main():
     parser.add_argument("build", type=pathlib.Path, help="folder of the preset windows-tests")
     parser.add_argument("--seconds", type=int, default=15, help="length of a turn")
     parser.add_argument("--turns", type=int, default=5)
+    parser.add_argument("--limit", type=float, default=1.3, help="the highest ratio that is well")
     arguments = parser.parse_args()
     wine = (arguments.build / "wine-command.txt").read_text().strip().split(";")
     program = arguments.build / "winesound.exe"
@@ -86,7 +87,9 @@ def main():
     medians = {name: statistics.median(values) for name, values in shares.items()}
     for name, median in medians.items():
         print(f"{name:10} median {100 * median:.2f} %")
-    print(f"player / plain loop: {medians['player'] / medians['plain loop']:.2f}")
+    ratio = medians["player"] / medians["plain loop"]
+    print(f"player / plain loop: {ratio:.2f}, at most {arguments.limit:.2f}")
+    sys.exit(ratio > arguments.limit)
 
 
 if __name__ == "__main__":

@@ -2,5 +2,6 @@
 
 void requestRealtimeScheduling()
 {
-    // Qt's time-critical priority already is the one that Windows schedules by.
+    // The threads that come here have Qt's time-critical priority, which Windows schedules by; the
+    // player's worker has that of its maker.
 }

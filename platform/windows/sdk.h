@@ -15,3 +15,8 @@
 #include <functiondiscoverykeys_devpkey.h>
 #include <propvarutil.h>
 // clang-format on
+
+// MinGW's BOOL is a macro: moc would put what it stands for into the meta-object.
+#ifdef Q_MOC_RUN
+#undef BOOL
+#endif

@@ -61,14 +61,6 @@ struct Subject : SessionFixture
     QSharedPointer<AudioSessionManager> manager;
 };
 
-// The meta-object's name of BOOL: in MinGW's headers moc sees a macro, and takes what it stands
-// for.
-#ifdef __MINGW32__
-const QByteArray boolName = "WINBOOL";
-#else
-const QByteArray boolName = "BOOL";
-#endif
-
 } // namespace
 
 class TestAudioSessionManager : public QObject
@@ -97,7 +89,7 @@ private slots:
                 "sigFinishSetAppDefaultAudioEndpoint(QString,QString,bool)",
                 "tryToUpdateAudioSessionsInfos()",
                 "tryToUpdateDeviceAudioSessionsInfo(QString)",
-                "tryToUpdateDeviceAudioSessionsVolumeOrMute(QString," + boolName + ",float,GUID)",
+                "tryToUpdateDeviceAudioSessionsVolumeOrMute(QString,BOOL,float,GUID)",
             }));
     }
 

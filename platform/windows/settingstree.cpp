@@ -9,7 +9,14 @@ namespace
 class RegistryTree : public SettingsTree
 {
 public:
-    explicit RegistryTree(const QString &path) : settings(path, QSettings::NativeFormat) {}
+    /// QSettings makes the key that it is opened at, but no group that is only read: so it is
+    /// opened at the root, which is always there.
+    explicit RegistryTree(const QString &path)
+        : settings(path.section(u'\\', 0, 0, QString::SectionSkipEmpty), QSettings::NativeFormat)
+    {
+        const QString group = path.section(u'\\', 1, -1, QString::SectionSkipEmpty);
+        settings.beginGroup(QString(group).replace(u'\\', u'/'));
+    }
 
     QStringList childGroups() const override { return settings.childGroups(); }
     QStringList allKeys() const override { return settings.allKeys(); }

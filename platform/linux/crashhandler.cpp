@@ -1,7 +1,7 @@
 #include "platform/crashhandler.h"
 
 #include "client/linux/handler/exception_handler.h"
-#include "platform/linux/crashannouncer.h"
+#include "platform/crashannouncer.h"
 #include "platform/linux/crashbound.h"
 
 #include <QFile>
@@ -30,7 +30,7 @@ public:
     CrashHandler(const std::wstring &dumpPath, MinidumpCallback callback, void *context)
         : directory(dumpPath), callback(callback), context(context),
           // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): lives as long as its thread.
-          announcer(*new CrashAnnouncer(
+          announcer(*new CrashAnnouncer<const char *>(
               [this](const char *path, bool succeeded) { return tell(path, succeeded); })),
           handler(MinidumpDescriptor(fileNameOf(dumpPath)), nullptr, &CrashHandler::announce, this,
                   true, -1)
@@ -65,7 +65,7 @@ private:
     const std::wstring directory;
     const MinidumpCallback callback;
     void *const context;
-    CrashAnnouncer &announcer;
+    CrashAnnouncer<const char *> &announcer; ///< of the dump file by its path
     CrashBound bound{longestWriting};
     google_breakpad::ExceptionHandler handler;
 };

@@ -1,6 +1,31 @@
 #include "platform/crashhandler.h"
 
 #include "client/windows/handler/exception_handler.h"
+#include "platform/crashannouncer.h"
+#include "platform/windows/runtimefaults.h"
+
+#include <cstdlib>
+
+namespace
+{
+
+/// What Breakpad tells of a dump. All of it lies in the handler and on the crashed thread's stack.
+struct WrittenDump
+{
+    const wchar_t *directory = nullptr;
+    const wchar_t *id = nullptr;
+    const EXCEPTION_POINTERS *exception = nullptr;
+    const MDRawAssertionInfo *assertion = nullptr;
+};
+
+/// Neither the system nor the runtime asks the user anything when the process ends by a fault.
+void endWithoutDialogs()
+{
+    SetErrorMode(GetErrorMode() | SEM_NOGPFAULTERRORBOX);
+    _set_error_mode(_OUT_TO_STDERR);
+}
+
+} // namespace
 
 /// Breakpad's handler, and the way from its callback to ours.
 class CrashHandler
@@ -9,28 +34,43 @@ public:
     CrashHandler(const std::wstring &dumpPath, MinidumpCallback callback, void *context,
                  int handlerTypes)
         : callback(callback), context(context),
+          // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): lives as long as its thread.
+          announcer(*new CrashAnnouncer<WrittenDump>(
+              [this](const WrittenDump &dump, bool succeeded) { return tell(dump, succeeded); })),
           handler(dumpPath, nullptr, &CrashHandler::announce, this, handlerTypes)
     {
     }
 
 private:
-    static bool announce(const wchar_t *dumpPath, const wchar_t *minidumpId, void *self,
+    /// On a thread of Breakpad's, for which the crashed one waits without a bound.
+    static bool announce(const wchar_t *directory, const wchar_t *id, void *self,
                          EXCEPTION_POINTERS *exception, MDRawAssertionInfo *assertion,
                          bool succeeded)
     {
-        const auto *target = static_cast<const CrashHandler *>(self);
-        return target->callback(dumpPath, minidumpId, target->context, exception, assertion,
-                                succeeded);
+        return static_cast<CrashHandler *>(self)->announcer.announce(
+            {directory, id, exception, assertion}, succeeded);
+    }
+
+    /// On the announcer's thread.
+    [[nodiscard]] bool tell(const WrittenDump &dump, bool succeeded) const
+    {
+        return callback(dump.directory, dump.id, context, dump.exception, dump.assertion,
+                        succeeded);
     }
 
     const MinidumpCallback callback;
     void *const context;
+    CrashAnnouncer<WrittenDump> &announcer;
     google_breakpad::ExceptionHandler handler;
 };
 
 CrashHandler *installCrashHandler(const std::wstring &dumpPath, MinidumpCallback callback,
                                   void *context, int handlerTypes)
 {
+    SignalStack::provide();
+    endWithoutDialogs();
     // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): stays until the process ends.
-    return new CrashHandler(dumpPath, callback, context, handlerTypes);
+    auto *handler = new CrashHandler(dumpPath, callback, context, handlerTypes);
+    raiseRuntimeFaults(handlerTypes);
+    return handler;
 }

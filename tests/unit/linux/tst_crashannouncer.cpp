@@ -1,5 +1,5 @@
 // Telling of a dump from a thread that has not crashed.
-#include "platform/linux/crashannouncer.h"
+#include "platform/crashannouncer.h"
 
 #include <QElapsedTimer>
 #include <QSemaphore>
@@ -10,6 +10,8 @@
 
 namespace
 {
+
+using Announcer = CrashAnnouncer<const char *>;
 
 /// Announcers are never destroyed; the test keeps what they need for as long.
 template <typename T>
@@ -46,7 +48,7 @@ private slots:
             QThread *thread = nullptr;
         };
         const auto told = std::make_shared<Told>();
-        auto *announcer = new CrashAnnouncer([told, answer](const char *path, bool isWritten) {
+        auto *announcer = new Announcer([told, answer](const char *path, bool isWritten) {
             *told = {path, isWritten, QThread::currentThread()};
             return answer;
         });
@@ -69,14 +71,14 @@ private slots:
     void announcementThatHangsIsLeft()
     {
         QFETCH(bool, succeeded);
-        auto *announcer = new CrashAnnouncer([succeeded](const char *, bool) {
+        auto *announcer = new Announcer([succeeded](const char *, bool) {
             forEver<QSemaphore>().acquire(); // like a lock that the crashed thread holds
             return !succeeded;
         });
         QElapsedTimer timer;
         timer.start();
         QCOMPARE(announcer->announce("/dumps/1.dmp", succeeded), succeeded);
-        QVERIFY(timer.elapsed() >= CrashAnnouncer::longestAnnouncement.count());
+        QVERIFY(timer.elapsed() >= Announcer::longestAnnouncement.count());
     }
 };
 

@@ -1,0 +1,6 @@
+#include "platform/windows/runtimefaults.h"
+
+void raiseRuntimeFaults(int)
+{
+    // Breakpad is told of all of them.
+}

@@ -128,10 +128,12 @@ ULONG guaranteedRoom()
     return bytes;
 }
 
-/// The room that the thread has for its own overflow, and what the system asks no user about.
+/// The room that the thread has for its own overflow, and where the system and the runtime turn to
+/// with a fault.
 void report_settings()
 {
-    append("settings.txt", std::to_string(guaranteedRoom()) + " " + std::to_string(GetErrorMode()));
+    append("settings.txt", std::to_string(guaranteedRoom()) + " " + std::to_string(GetErrorMode()) +
+                               " " + std::to_string(_set_error_mode(_REPORT_ERRMODE)));
 }
 
 void overflow()

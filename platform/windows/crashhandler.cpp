@@ -2,12 +2,16 @@
 
 #include "client/windows/handler/exception_handler.h"
 #include "platform/crashannouncer.h"
+#include "platform/windows/crashbound.h"
 #include "platform/windows/runtimefaults.h"
 
 #include <cstdlib>
 
 namespace
 {
+
+/// A dump takes a second at most, but much longer under Wine.
+constexpr std::chrono::seconds longestWriting{60};
 
 /// What Breakpad tells of a dump. All of it lies in the handler and on the crashed thread's stack.
 struct WrittenDump
@@ -34,21 +38,32 @@ public:
     CrashHandler(const std::wstring &dumpPath, MinidumpCallback callback, void *context,
                  int handlerTypes)
         : callback(callback), context(context),
-          // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): lives as long as its thread.
+          // NOLINTBEGIN(cppcoreguidelines-owning-memory): both live as long as their threads.
           announcer(*new CrashAnnouncer<WrittenDump>(
               [this](const WrittenDump &dump, bool succeeded) { return tell(dump, succeeded); })),
-          handler(dumpPath, nullptr, &CrashHandler::announce, this, handlerTypes)
+          bound(*new CrashBound(longestWriting)),
+          // NOLINTEND(cppcoreguidelines-owning-memory)
+          handler(dumpPath, &CrashHandler::beginWriting, &CrashHandler::announce, this,
+                  handlerTypes)
     {
     }
 
 private:
-    /// On a thread of Breakpad's, for which the crashed one waits without a bound.
+    /// On a thread of Breakpad's, as is the next. True: the dump is to be written.
+    static bool beginWriting(void *self, EXCEPTION_POINTERS *, MDRawAssertionInfo *)
+    {
+        static_cast<CrashHandler *>(self)->bound.begin();
+        return true;
+    }
+
+    /// The crashed thread waits for it without a bound of its own.
     static bool announce(const wchar_t *directory, const wchar_t *id, void *self,
                          EXCEPTION_POINTERS *exception, MDRawAssertionInfo *assertion,
                          bool succeeded)
     {
-        return static_cast<CrashHandler *>(self)->announcer.announce(
-            {directory, id, exception, assertion}, succeeded);
+        auto *handler = static_cast<CrashHandler *>(self);
+        handler->bound.end();
+        return handler->announcer.announce({directory, id, exception, assertion}, succeeded);
     }
 
     /// On the announcer's thread.
@@ -61,6 +76,7 @@ private:
     const MinidumpCallback callback;
     void *const context;
     CrashAnnouncer<WrittenDump> &announcer;
+    CrashBound &bound;
     google_breakpad::ExceptionHandler handler;
 };
 

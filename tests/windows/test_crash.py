@@ -30,6 +30,7 @@ REASONS = {
     "crash_by_stack_overflow": ("EXCEPTION_STACK_OVERFLOW", 0xc00000fd),
 }
 ABORTED = 3
+TIMED_OUT = 1460  # ERROR_TIMEOUT
 
 
 def windows_path(path):
@@ -136,6 +137,10 @@ class CrashTest(unittest.TestCase):
 
     def test_announcement_that_waits_for_the_crashed_thread_is_left(self):
         self.crash("crash_by_null_write", "held")
+        self.assertEqual(self.report("announcement"), [])
+
+    def test_dump_that_waits_for_the_crashed_thread_is_given_up(self):
+        self.assertEqual(self.run_program("crash_holding_the_heap", "main"), TIMED_OUT & 0xff)
         self.assertEqual(self.report("announcement"), [])
 
     def test_dump_that_cannot_be_written(self):

@@ -74,6 +74,12 @@ TELLING void crash_by_null_write()
     *nowhere = 1;
 }
 
+TELLING void crash_holding_the_heap()
+{
+    HeapLock(GetProcessHeap());
+    *nowhere = 2;
+}
+
 TELLING void crash_by_pure_call()
 {
     const Finished object;
@@ -149,6 +155,7 @@ struct Action
 
 constexpr std::array actions{
     Action{"crash_by_null_write", &crash_by_null_write},
+    Action{"crash_holding_the_heap", &crash_holding_the_heap},
     Action{"crash_by_pure_call", &crash_by_pure_call},
     Action{"crash_by_uncaught_exception", &crash_by_uncaught_exception},
     Action{"crash_by_invalid_parameter", &crash_by_invalid_parameter},

@@ -72,25 +72,24 @@ private slots:
     {
         const QStringList signatures = signaturesOf(AudioSessionManager::staticMetaObject);
         const QString names = "QString,QString,QString,QString";
-        QCOMPARE(
-            signatures.mid(0, 15),
-            QStringList({
-                "sigPrintfLog(QString)",
-                "sigUpdateAudioSessionInfos(QJsonObject)",
-                "sigUpdateDeviceAudioSessionInfos(QString,QJsonArray)",
-                "sigAudioSessionInfoChanged(QString,QJsonObject)",
-                "sigDisplayNameChanged(" + names + ",int,QString,QString)",
-                "sigIconPathChanged(" + names + ",int,QString,QString)",
-                "sigGroupingParamChanged(" + names + ",int,QString,QString,QString)",
-                "sigAudioSessionStateActive(" + names + ",QString,int,QString,QString)",
-                "sigAudioSessionStateInactive(" + names + ",QString,int,QString,QString)",
-                "sigAudioSessionStateExpired(" + names + ",QString,int,QString,QString)",
-                "sigAudioSessionDisconnected(" + names + ",QString,int,QString,QString)",
-                "sigFinishSetAppDefaultAudioEndpoint(QString,QString,bool)",
-                "tryToUpdateAudioSessionsInfos()",
-                "tryToUpdateDeviceAudioSessionsInfo(QString)",
-                "tryToUpdateDeviceAudioSessionsVolumeOrMute(QString,BOOL,float,GUID)",
-            }));
+        QCOMPARE(signatures.mid(0, 15),
+                 QStringList({
+                     "sigPrintfLog(QString)",
+                     "sigUpdateAudioSessionInfos(QJsonObject)",
+                     "sigUpdateDeviceAudioSessionInfos(QString,QJsonArray)",
+                     "sigAudioSessionInfoChanged(QString,QJsonObject)",
+                     "sigDisplayNameChanged(" + names + ",int,QString,QString)",
+                     "sigIconPathChanged(" + names + ",int,QString,QString)",
+                     "sigGroupingParamChanged(" + names + ",int,QString,QString,QString)",
+                     "sigAudioSessionStateActive(" + names + ",QString,int,QString,QString)",
+                     "sigAudioSessionStateInactive(" + names + ",QString,int,QString,QString)",
+                     "sigAudioSessionStateExpired(" + names + ",QString,int,QString,QString)",
+                     "sigAudioSessionDisconnected(" + names + ",QString,int,QString,QString)",
+                     "sigFinishSetAppDefaultAudioEndpoint(QString,QString,bool)",
+                     "tryToUpdateAudioSessionsInfos()",
+                     "tryToUpdateDeviceAudioSessionsInfo(QString)",
+                     "tryToUpdateDeviceAudioSessionsVolumeOrMute(QString,BOOL,float,GUID)",
+                 }));
     }
 
     void startCallsInOrder_data()

@@ -10,6 +10,7 @@
 #include "platform/policyconfig.h"
 
 #include <cstdio>
+#include <initializer_list>
 
 bool tell(const char *call, HRESULT code)
 {
@@ -118,9 +119,15 @@ void askHotplug()
     DEV_BROADCAST_DEVICEINTERFACE_W filter{};
     filter.dbcc_size = sizeof(filter);
     filter.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
-    filter.dbcc_classguid = deviceclass::hid;
-    tellTruth("RegisterDeviceNotificationW",
-              RegisterDeviceNotificationW(window, &filter, DEVICE_NOTIFY_WINDOW_HANDLE) != nullptr);
+    bool all = true;
+    for (const GUID &watched :
+         {deviceclass::usbDevice, deviceclass::disk, deviceclass::hid, deviceclass::networkAdapter,
+          deviceclass::serialPort, deviceclass::ports, deviceclass::parallelPort,
+          deviceclass::parallelDevice}) {
+        filter.dbcc_classguid = watched;
+        all = all && RegisterDeviceNotificationW(window, &filter, DEVICE_NOTIFY_WINDOW_HANDLE);
+    }
+    tellTruth("RegisterDeviceNotificationW", all);
     tellTruth("WTSRegisterSessionNotification",
               WTSRegisterSessionNotification(window, NOTIFY_FOR_THIS_SESSION));
 }

@@ -24,8 +24,8 @@ def called():
     """Those of HID, with an underscore in their names, want a device and are left out; those of the
     crash handler's are called by crashes, in a test of their own."""
     symbols = output_of([NM, "-A", "-u", *LIBRARIES])
-    return set(re.findall(r":(?!crash|runtimefaults)[^:]*:\s+U (?:__imp_)?([A-Z][A-Za-z0-9]*)$", symbols,
-                          re.MULTILINE))
+    line = r":(?!crash|runtimefaults)[^:]*:\s+U (?:__imp_)?([A-Z][A-Za-z0-9]*)$"
+    return set(re.findall(line, symbols, re.MULTILINE))
 
 
 def is_failure(code):

@@ -7,7 +7,7 @@ QString endpointID(IMMDevice *device)
     LPWSTR text = nullptr;
     if (FAILED(device->GetId(&text)) || !text)
         return {};
-    const QString id = QString::fromWCharArray(text);
+    QString id = QString::fromWCharArray(text);
     CoTaskMemFree(text);
     return id;
 }

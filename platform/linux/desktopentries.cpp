@@ -57,7 +57,7 @@ QString localized(const Keys &keys, const QString &key)
 {
     const QString language = QLocale::system().name(); // "de_AT"
     for (const QString &each : {language, language.section(QLatin1Char('_'), 0, 0)}) {
-        const QString text = keys.value(QStringLiteral("%1[%2]").arg(key, each));
+        QString text = keys.value(QStringLiteral("%1[%2]").arg(key, each));
         if (!text.isEmpty())
             return text;
     }

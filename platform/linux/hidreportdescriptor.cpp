@@ -21,7 +21,7 @@ constexpr std::uint8_t popItem = 0xB4;
 
 // The kernel's own bounds: a descriptor beyond them never becomes a device.
 constexpr std::size_t deepestStack = 4;
-constexpr std::uint64_t longestReportBits = 16384 * 8;
+constexpr std::uint64_t longestReportBits = std::uint64_t{16384} * 8;
 
 /// The global items that decide a report's length.
 struct Globals

@@ -52,11 +52,11 @@ LONG OpenPackageInfoByFullName(LPCWSTR fullName, UINT32, PACKAGE_INFO_REFERENCE 
 LONG GetPackageInfo(PACKAGE_INFO_REFERENCE reference, UINT32, UINT32 *length, BYTE *buffer,
                     UINT32 *count)
 {
-    const UINT32 room = buffer ? *length : 0;
+    const UINT32 room = *length;
     const std::size_t characters = reference->installPath.toStdWString().size() + 1;
     *length = static_cast<UINT32>(sizeof(PACKAGE_INFO) + characters * sizeof(wchar_t));
     *count = 1;
-    if (room < *length)
+    if (!buffer || room < *length)
         return LONG{ERROR_INSUFFICIENT_BUFFER};
     auto *path = reinterpret_cast<wchar_t *>(buffer + sizeof(PACKAGE_INFO));
     posix::copyWideText(reference->installPath, path, characters);

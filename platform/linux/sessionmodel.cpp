@@ -133,6 +133,7 @@ std::vector<Session> SessionModel::sessionsAt(const QString &endpointId) const
     std::sort(here.begin(), here.end(),
               [](const Entry *one, const Entry *other) { return one->order < other->order; });
     std::vector<Session> result;
+    result.reserve(here.size());
     for (const Entry *entry : here)
         result.push_back(*entry->session);
     return result;

@@ -16,6 +16,7 @@ card::CardEndpoint makeEndpoint(const Channel &channel, EDataFlow flow)
 std::vector<card::CardEndpoint> makeEndpoints()
 {
     std::vector<card::CardEndpoint> result;
+    result.reserve(2 * std::size(channels));
     for (const Channel &channel : channels)
         result.push_back(makeEndpoint(channel, eRender));
     for (const Channel &channel : channels)

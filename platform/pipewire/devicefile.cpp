@@ -15,7 +15,7 @@ namespace
 constexpr int publishedIndex = 0;
 // So long may a read wait: a reader can always be stopped within it.
 constexpr std::chrono::milliseconds longestRead(50);
-constexpr qsizetype keptBytes = 64 * 1024;
+constexpr qsizetype keptBytes = qsizetype{64} * 1024;
 
 /// What was written to the files, by suffix.
 class WriteRecord

@@ -14,7 +14,7 @@ namespace
 std::filesystem::path socketPath()
 {
     const char *remote = std::getenv("PIPEWIRE_REMOTE");
-    const std::filesystem::path name = remote && *remote ? remote : PW_DEFAULT_REMOTE;
+    std::filesystem::path name = remote && *remote ? remote : PW_DEFAULT_REMOTE;
     if (name.is_absolute())
         return name;
     for (const char *variable : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR", "HOME"})

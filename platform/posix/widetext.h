@@ -16,7 +16,7 @@ inline std::optional<unsigned> copyWideText(const QString &text, wchar_t *buffer
                                             std::size_t capacity)
 {
     const std::wstring wide = text.toStdWString();
-    if (wide.size() >= capacity)
+    if (!buffer || wide.size() >= capacity)
         return std::nullopt;
     std::memcpy(buffer, wide.c_str(), (wide.size() + 1) * sizeof(wchar_t));
     return static_cast<unsigned>(wide.size());

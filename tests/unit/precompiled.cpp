@@ -1,0 +1,1 @@
+// Nothing: what the unit tests share are the headers that are precompiled for this source.

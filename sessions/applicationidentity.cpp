@@ -87,7 +87,7 @@ QString getVersionInfoName(DWORD pid)
         return {};
     const Translation first = *static_cast<const Translation *>(translations);
     for (const char *key : versionKeys) {
-        const QString text = versionText(block, first, key);
+        QString text = versionText(block, first, key);
         if (!text.isEmpty())
             return text;
     }
@@ -101,6 +101,8 @@ QString getModuleBaseName(DWORD pid)
         return {};
     HMODULE module = nullptr;
     DWORD needed = 0;
+    // Room for the first one.
+    // NOLINTNEXTLINE(bugprone-sizeof-expression)
     if (!K32EnumProcessModules(process.get(), &module, sizeof(module), &needed))
         return {};
     std::array<wchar_t, pathCapacity> name{L"<unknown>"};

@@ -109,6 +109,7 @@ HRESULT AudioSessionEvents::OnSimpleVolumeChanged(float NewVolume, BOOL NewMute,
         qInfo() << function << "Audio session simple volume changed : MUTE";
         return S_OK;
     }
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings)
     const auto percent = static_cast<unsigned int>(100 * NewVolume + 0.5);
     qInfo()
         << function

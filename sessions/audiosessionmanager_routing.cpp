@@ -68,7 +68,7 @@ QString AudioSessionManager::getPersistedDefaultAudioEndpoint(unsigned long pid,
         FAILED(policyFactory->GetPersistedDefaultAudioEndpoint(
             static_cast<UINT32>(pid), static_cast<EDataFlow>(flow), eMultimedia, &string)))
         return {};
-    const QString endpoint = QString::fromWCharArray(WindowsGetStringRawBuffer(string, nullptr));
+    QString endpoint = QString::fromWCharArray(WindowsGetStringRawBuffer(string, nullptr));
     WindowsDeleteString(string);
     return endpoint;
 }

@@ -64,7 +64,7 @@ QString nodeText(IXMLDOMDocument2 *document)
     BSTR text = nullptr;
     if (!node || FAILED(node->get_text(&text)) || !text)
         return {};
-    const QString name = QString::fromWCharArray(text);
+    QString name = QString::fromWCharArray(text);
     SysFreeString(text);
     return name;
 }

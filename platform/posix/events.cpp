@@ -136,11 +136,11 @@ public:
     /// The result of the wait as far as it is decided by what poll has just reported.
     std::optional<DWORD> take()
     {
-        for (DWORD index = 0; index < count; ++index) {
+        for (std::size_t index = 0; index < count; ++index) {
             if (events[index]->isClosed())
                 return failed();
         }
-        for (DWORD index = 0; index < count; ++index) {
+        for (std::size_t index = 0; index < count; ++index) {
             const bool isSet = (polled[2 * index].revents & POLLIN) != 0;
             const bool isTimed = (polled[2 * index + 1].revents & POLLIN) != 0;
             if (!isSet && !isTimed)
@@ -150,7 +150,7 @@ public:
             if (!event.manualReset && !(isSet && event.consume()) &&
                 !(isTimed && event.consume(true)))
                 continue;
-            return event.isClosed() ? failed() : WAIT_OBJECT_0 + index;
+            return event.isClosed() ? failed() : WAIT_OBJECT_0 + DWORD(index);
         }
         return std::nullopt;
     }
@@ -170,7 +170,7 @@ private:
     std::array<Reference, maximumWaitHandles> references;
     std::array<Event *, maximumWaitHandles> events{};
     std::array<pollfd, 2 * maximumWaitHandles> polled{};
-    DWORD count = 0;
+    std::size_t count = 0;
 };
 
 } // namespace
@@ -242,7 +242,7 @@ DWORD waitForMultiple(DWORD count, const HANDLE *handles, DWORD milliseconds)
         return WAIT_FAILED;
     }
     WaitSet waitSet;
-    for (DWORD index = 0; index < count; ++index) {
+    for (std::size_t index = 0; index < count; ++index) {
         if (!waitSet.add(handles[index])) {
             setLastError(ERROR_INVALID_HANDLE);
             return WAIT_FAILED;

@@ -17,7 +17,7 @@ void append(QByteArray &data, const QString &text)
 {
     const std::wstring wide = text.toStdWString();
     data.append(reinterpret_cast<const char *>(wide.c_str()),
-                static_cast<qsizetype>((wide.size() + 1) * sizeof(wchar_t)));
+                (qsizetype(wide.size()) + 1) * qsizetype(sizeof(wchar_t)));
 }
 } // namespace
 

@@ -215,10 +215,12 @@ void tst_dispatcher::raceOfSubscriptionsAndEvents()
             dispatcher.post(added("1"));
     });
     std::atomic<int> calls = 0;
+    // Until some events have come: on a busy machine the poster may start late.
+    const QDeadlineTimer deadline(30'000);
     std::vector<std::thread> subscribers;
     for (int worker = 0; worker < 4; ++worker) {
         subscribers.emplace_back([&] {
-            for (int round = 0; round < 500; ++round) {
+            for (int round = 0; round < 500 || (calls == 0 && !deadline.hasExpired()); ++round) {
                 auto alive = std::make_unique<std::atomic<bool>>(true);
                 const auto token =
                     dispatcher.subscribe(QString(), [&calls, flag = alive.get()](const Event &) {

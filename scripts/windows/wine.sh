@@ -32,7 +32,11 @@ case $1 in
     # It outlives this script, and must not keep its output open. One that an earlier round has left
     # will do.
     "$WINESERVER" --persistent >/dev/null 2>&1 </dev/null || true
-    exec "$wine" wineboot --init >/dev/null 2>&1 </dev/null
+    "$wine" wineboot --init >/dev/null 2>&1 </dev/null
+    # The desktop: the first program that needs it would start it, and it would keep that program's
+    # output open until the last one has ended.
+    "$wine" explorer /desktop >/dev/null 2>&1 </dev/null &
+    exit 0
     ;;
 --stop)
     "$WINESERVER" --kill || true

@@ -1,6 +1,7 @@
 #include "streams/tavorioutputdevice.h"
 
 #include "engines/wasapiaudioplayer.h"
+#include "platform/devicereads.h"
 #include "platform/signalstack.h"
 #include "platform/threads.h"
 #include "streams/drivercommand.h"
@@ -116,6 +117,7 @@ void tavoriOutputDevice::stopSpeakerThread()
         return;
     if (!m_speakerThread->isStopped()) {
         m_speakerThread->setStopped(true);
+        endReadWaits(m_deviceHandle);
         m_speakerThread->quit();
         // A thread that outlasts the wait keeps the players it may still be feeding.
         if (m_speakerThread->wait(threadWaitMs))

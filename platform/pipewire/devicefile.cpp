@@ -2,6 +2,7 @@
 
 #include "common/channels.h"
 #include "platform/coreaudio.h"
+#include "platform/devicereads.h"
 #include "platform/pipewire/speakerrings.h"
 #include "platform/posix/handletable.h"
 #include "platform/posix/lasterror.h"
@@ -13,8 +14,8 @@ namespace
 {
 // The card publishes its files under one index of the driver.
 constexpr int publishedIndex = 0;
-// So long may a read wait: a reader can always be stopped within it.
-constexpr std::chrono::milliseconds longestRead(50);
+// So long may a read of a silent speaker wait. Readers that are to end are told so (endReadWaits).
+constexpr std::chrono::seconds longestRead(1);
 constexpr qsizetype keptBytes = qsizetype{64} * 1024;
 
 /// What was written to the files, by suffix.
@@ -66,6 +67,12 @@ public:
     void close() override
     {
         closed.store(true);
+        endWaits();
+    }
+
+    void endWaits()
+    {
+        waitsEnded.store(true);
         ring.wake();
     }
 
@@ -73,7 +80,7 @@ public:
     bool read(void *buffer, DWORD bytes, DWORD &bytesRead)
     {
         uint64_t from = position.load(std::memory_order_relaxed);
-        ring.wait(from, closed, longestRead);
+        ring.wait(from, waitsEnded, longestRead);
         if (closed.load())
             return false;
         bytesRead = ring.read(from, buffer, bytes / FrameRing::frameBytes) * FrameRing::frameBytes;
@@ -90,6 +97,7 @@ private:
     const QString suffix;
     FrameRing &ring;
     std::atomic<uint64_t> position;
+    std::atomic<bool> waitsEnded{false};
     std::atomic<bool> closed{false};
 };
 
@@ -156,4 +164,10 @@ BOOL WriteFile(HANDLE file, const void *buffer, DWORD bytesToWrite, DWORD *bytes
     if (bytesWritten)
         *bytesWritten = bytesToWrite;
     return TRUE;
+}
+
+void endReadWaits(HANDLE file)
+{
+    if (const posix::ReferenceTo<DeviceFile> reference(file); reference)
+        reference->endWaits();
 }

@@ -22,18 +22,13 @@ void futexWait(std::atomic<uint32_t> &word, uint32_t expected, const timespec &d
             FUTEX_BITSET_MATCH_ANY);
 }
 
-/// The last moment within `longest` that is a multiple of its half: the readers of silent speakers
-/// wake up together, which costs a sleeping processor less than one after another, and those of a
-/// speaker that sounds are not woken up between two blocks.
-timespec lastMultipleWithin(std::chrono::milliseconds longest)
+timespec fromNow(std::chrono::milliseconds duration)
 {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    const int64_t bound = std::chrono::nanoseconds(longest).count();
-    const int64_t step = bound / 2;
-    const int64_t now = time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
-    const int64_t last = (now + bound) / step * step;
-    return {last / nanosecondsPerSecond, last % nanosecondsPerSecond};
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const int64_t end = now.tv_sec * nanosecondsPerSecond + now.tv_nsec +
+                        std::chrono::nanoseconds(duration).count();
+    return {end / nanosecondsPerSecond, end % nanosecondsPerSecond};
 }
 
 bool isPast(const timespec &deadline)
@@ -93,7 +88,7 @@ void FrameRing::wait(uint64_t position, const std::atomic<bool> &cancelled,
 {
     if (end() != position || cancelled.load())
         return;
-    const timespec deadline = lastMultipleWithin(longest);
+    const timespec deadline = fromNow(longest);
     waiting.fetch_add(1);
     for (;;) {
         const uint32_t seen = changes.load();

@@ -29,7 +29,7 @@ public:
     [[nodiscard]] uint32_t read(uint64_t &position, void *to, uint32_t maxFrames) const noexcept;
 
     /// Waits until there are frames behind `position`, `cancelled` is set and told by wake(), or
-    /// the monotonic clock comes to the last multiple of half of `longest` that is within it.
+    /// `longest` is over.
     void wait(uint64_t position, const std::atomic<bool> &cancelled,
               std::chrono::milliseconds longest) noexcept;
     /// Ends all waits, for their callers to look again.

@@ -1,5 +1,6 @@
 // CreateFileW, ReadFile and WriteFile on the scripted device files.
 #include "platform/coreaudio.h"
+#include "platform/devicereads.h"
 #include "platform/posix/handletable.h"
 #include "platform/posix/lasterror.h"
 #include "platform/simulated/census.h"
@@ -47,6 +48,16 @@ public:
         table.changed.notify_all();
     }
 
+    void endWaits()
+    {
+        FileTable &table = fileTable();
+        {
+            const std::lock_guard lock(table.mutex);
+            waitsEnded = true;
+        }
+        table.changed.notify_all();
+    }
+
     bool read(char *buffer, DWORD length, DWORD *bytesRead)
     {
         FileTable &table = fileTable();
@@ -56,8 +67,9 @@ public:
         if (requests.size() > requestsKept)
             requests.pop_front();
         // Looked up anew each time: a reset may clear the table during the wait.
-        table.changed.wait_for(lock, readWait,
-                               [&] { return closed || !table.files[suffix].audio.empty(); });
+        table.changed.wait_for(lock, readWait, [&] {
+            return closed || waitsEnded || !table.files[suffix].audio.empty();
+        });
         if (closed)
             return false;
         *bytesRead = take(table.files[suffix].audio, buffer, length);
@@ -88,7 +100,8 @@ private:
         return static_cast<DWORD>(bytes);
     }
 
-    bool closed = false; ///< guarded by the table's lock
+    bool closed = false;     ///< guarded by the table's lock
+    bool waitsEnded = false; ///< likewise
 };
 
 QString openPublished(const QString &path)
@@ -164,4 +177,11 @@ BOOL WriteFile(HANDLE file, const void *buffer, DWORD bytesToWrite, DWORD *bytes
     if (bytesWritten)
         *bytesWritten = bytesToWrite;
     return TRUE;
+}
+
+void endReadWaits(HANDLE file)
+{
+    simulated::record(QStringLiteral("endReadWaits ") + handleName(file));
+    if (const posix::ReferenceTo<OpenDeviceFile> open(file); open)
+        open->endWaits();
 }

@@ -24,7 +24,7 @@ void setDeviceFilePresent(const QString &suffix, bool present);
 
 /// What the driver will deliver. A read gives bytes of one block only, at most what is asked for,
 /// so that a small block is a short read and an empty one a read of nothing. With no block a read
-/// waits at most 50 ms and gives 0 bytes.
+/// waits at most 50 ms, and not at all after endReadWaits, and gives 0 bytes.
 void queueAudio(const QString &suffix, const QByteArray &block);
 /// Waits until all queued audio has been read; false when the time is over.
 [[nodiscard]] bool waitUntilRead(const QString &suffix, int timeoutMs = 5000);

@@ -36,7 +36,7 @@ HANDLE CreateFileW(LPCWSTR fileName, DWORD desiredAccess, DWORD shareMode,
                    SECURITY_ATTRIBUTES *attributes, DWORD creationDisposition,
                    DWORD flagsAndAttributes, HANDLE templateFile);
 
-/// Reads what is there, at most `bytesToRead`, waiting for it a bounded time (50 ms).
+/// Reads what is there, at most `bytesToRead`, waiting for it a bounded time.
 /// TRUE with 0 bytes when nothing came; FALSE when the handle is closed or the read failed.
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD bytesToRead, DWORD *bytesRead,
               OVERLAPPED *overlapped);

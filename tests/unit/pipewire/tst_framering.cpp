@@ -119,35 +119,13 @@ private slots:
         QVERIFY(cancelled);
     }
 
-    // Not after 30 ms but at the last multiple of 15 ms before: all that wait so long wake up
-    // together, and nobody before half of the time.
     void waitEndsWithTheTime()
     {
         constexpr std::chrono::milliseconds interval(30);
-        constexpr auto step = interval / 2;
         const std::atomic<bool> never{false};
-        for (int i = 0; i < 8; ++i) {
-            const auto before = std::chrono::steady_clock::now().time_since_epoch();
-            ring->wait(ring->end(), never, interval);
-            const auto after = std::chrono::steady_clock::now().time_since_epoch();
-            QVERIFY(after / step >= (before + interval) / step);
-            QTest::qSleep(7);
-        }
-    }
-
-    void waitTakesNoLongerThanTheTime()
-    {
-        constexpr std::chrono::milliseconds interval(30);
-        const std::atomic<bool> never{false};
-        auto shortest = std::chrono::nanoseconds::max();
-        for (int i = 0; i < 20; ++i) {
-            const auto before = std::chrono::steady_clock::now();
-            ring->wait(ring->end(), never, interval);
-            shortest = std::min<std::chrono::nanoseconds>(
-                shortest, std::chrono::steady_clock::now() - before);
-            QTest::qSleep(7);
-        }
-        QVERIFY(shortest < interval);
+        const auto before = std::chrono::steady_clock::now();
+        ring->wait(ring->end(), never, interval);
+        QVERIFY(std::chrono::steady_clock::now() - before >= interval);
     }
 
     // However the two race: what a reader gets counts up without a torn or repeated frame.

@@ -1,6 +1,7 @@
 // The scripted device files.
 #include "common/channels.h"
 #include "platform/coreaudio.h"
+#include "platform/devicereads.h"
 #include "platform/simulated/simulated.h"
 
 #include <QElapsedTimer>
@@ -49,6 +50,7 @@ private slots:
     void readWaitsABoundedTime();
     void readWakesWhenAudioComes();
     void closeEndsARead();
+    void endedWaitsGiveNothing();
     void requestsAreKept();
     void faultOfOneFile();
 };
@@ -174,6 +176,22 @@ void TestSimulatedFiles::closeEndsARead()
             QCOMPARE(error, ERROR_INVALID_HANDLE);
     }
     QCOMPARE(result, QByteArray("failed"));
+}
+
+// So many that they would take ten seconds if each waited for its time.
+void TestSimulatedFiles::endedWaitsGiveNothing()
+{
+    simulated::publishDriver(0);
+    const HANDLE file = openFile(0);
+    endReadWaits(file);
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < 200; ++i)
+        QCOMPARE(readFrom(file, 100), QByteArray());
+    QVERIFY(timer.elapsed() < 8000);
+    simulated::queueAudio(game, "sound");
+    QCOMPARE(readFrom(file, 100), QByteArray("sound"));
+    QVERIFY(CloseHandle(file));
 }
 
 void TestSimulatedFiles::requestsAreKept()

@@ -193,10 +193,11 @@ void TestDriverChannel::openingAnOpenSpeakerClosesItsOldChannelFirst()
     QVERIFY(
         bench.device->openDevice(SpeakerBench::pathOf(media).toStdWString().c_str(), tavoriMedia));
     const QStringList calls = simulated::calls().filter(
-        QRegularExpression("^(CreateFileW|WriteFile|CloseHandle tavori)"));
+        QRegularExpression("^(CreateFileW|WriteFile|endReadWaits|CloseHandle tavori)"));
     const QStringList expected{
         "CreateFileW " + bench.path() + " c0000000 0 3 80",
         "WriteFile " + bench.suffix + " 06",
+        "endReadWaits " + bench.suffix,
         "WriteFile " + bench.suffix + " 06 01",
         "CloseHandle " + bench.suffix,
         "CreateFileW " + SpeakerBench::pathOf(media) + " c0000000 0 3 80",

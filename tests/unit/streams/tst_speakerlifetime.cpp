@@ -26,6 +26,7 @@ private slots:
     void aThousandOpensAndClosesLeaveNothing();
     void aThousandCaptureLinesLeaveNothing();
     void aCloseWaitsForTheThread();
+    void aCloseEndsTheReadThatWaits();
     void aSpeakersPlayersEndWithIt();
     void aThreadStuckInItsReadIsLeftToItsOwnEnd();
     void aThreadStuckInItsReadOutlivesItsSpeaker();
@@ -83,6 +84,32 @@ void TestSpeakerLifetime::aCloseWaitsForTheThread()
     QVERIFY(inTime);
     // The file was still open for that read.
     QCOMPARE(bench.log.linesOf("Critical"), QStringList());
+}
+
+// A driver that has no sound for ever: only the close can end its read.
+void TestSpeakerLifetime::aCloseEndsTheReadThatWaits()
+{
+    // If its thread ends within its wait; a starved machine may need more than one try.
+    bool endedInTime = false;
+    for (int attempt = 0; attempt < 20 && !endedInTime; ++attempt) {
+        QSemaphore inRead;
+        QSemaphore leaveRead;
+        SpeakerBench bench;
+        simulated::onCall("ReadFile", [&] {
+            inRead.release();
+            leaveRead.acquire();
+        });
+        simulated::onCall("endReadWaits", [&] { leaveRead.release(1000); });
+        QVERIFY(bench.open());
+        QVERIFY(inRead.tryAcquire(1, 10000));
+        bench.device->closeDevice();
+        const QString end = "Info: tavoriGetSpeakerDataThread::run 6 - end";
+        endedInTime = bench.log.lines().contains(end) &&
+                      !bench.log.lines().contains("Critical: Can't read data from driver!");
+        leaveRead.release(1000);
+        QTRY_VERIFY(bench.log.lines().contains(end));
+    }
+    QVERIFY(endedInTime);
 }
 
 void TestSpeakerLifetime::aSpeakersPlayersEndWithIt()

@@ -5,7 +5,8 @@
 #
 # The server has two outputs, "Speakers" (the default) and "Headset", and one input,
 # "Real microphone"; with --bare it has no endpoints at all. With --own-network the command has
-# loopback addresses of its own, where the system allows that, so that ports clash with nobody's.
+# loopback addresses of its own, so that ports clash with nobody's; where the system does not allow
+# that, it waits for its turn on the control port.
 #
 # All state stands in a private directory: XDG_RUNTIME_DIR, XDG_DATA_HOME, XDG_STATE_HOME,
 # XDG_CONFIG_HOME, HOME and TMPDIR point there. The exit code is the command's own; 125 says that the server did not come up.
@@ -142,6 +143,8 @@ configure_session_manager
 trap : INT TERM # for what stands behind the command: the folder goes however it ends
 isolate=()
 if [ $network = own ]; then
+    # The same lock as the tests take that use the machine's own loopback addresses.
+    isolate=(flock /tmp/quorvane-port24925.lock)
     for options in --net "--map-root-user --net"; do
         # shellcheck disable=SC2086
         if unshare $options ip link set lo up 2>/dev/null; then

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcessEnvironment>
+#include <QStandardPaths>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -13,8 +14,10 @@
 class PrivateHome
 {
 public:
-    PrivateHome() : root("/tmp/qv-XXXXXX")
+    PrivateHome() : root((isWindows ? QDir::tempPath() : QString("/tmp")) + "/qv-XXXXXX")
     {
+        if (isWindows)
+            QDir(applicationData()).removeRecursively();
         for (const char *name : {"home", "data", "config", "state", "cache", "run", "tmp"})
             QDir(root.path()).mkdir(name);
         QFile::setPermissions(path("run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -38,8 +41,17 @@ public:
         return result;
     }
 
-    /// Where the program keeps its data.
-    [[nodiscard]] QString applicationData() const { return path("data/tavori/Quorvane"); }
+    /// Where the program keeps its data. No environment tells it to a program for Windows: one
+    /// under test must take Qt's place for tests, which is one for all.
+    [[nodiscard]] QString applicationData() const
+    {
+        if (!isWindows)
+            return path("data/tavori/Quorvane");
+        QStandardPaths::setTestModeEnabled(true);
+        return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)
+                   .section("/qttest/", 0, 0) +
+               "/qttest/tavori/Quorvane";
+    }
     [[nodiscard]] QString cacheFile() const { return applicationData() + "/data/cache.ini"; }
 
     /// The log files of all runs, oldest first, with their paths.
@@ -62,5 +74,10 @@ public:
     }
 
 private:
+#ifdef _WIN32
+    static constexpr bool isWindows = true;
+#else
+    static constexpr bool isWindows = false;
+#endif
     QTemporaryDir root;
 };

@@ -184,6 +184,9 @@ const std::map<QString, void (*)()> scenarios{
 
 int main(int argc, char **argv)
 {
+#ifdef _WIN32
+    QStandardPaths::setTestModeEnabled(true); // see PrivateHome
+#endif
     QCoreApplication::setOrganizationName("tavori");
     QCoreApplication::setApplicationName("Quorvane");
     qInstallMessageHandler(messageHandler);

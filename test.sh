@@ -41,12 +41,23 @@ unit_tests() { # PRESET REGEX
 }
 
 tests() { # PRESET [CTEST ARGUMENT...]
-    local preset=$1
+    local preset=$1 reports=$PWD/build/$1/reports
     shift
     step "Testing: $preset"
+    rm -rf "$reports"
+    mkdir -p "$reports"
     # What sounds and when depends on a machine that others use too: a test that fails is tried
-    # again, and CTest tells of it.
-    ctest --test-dir "build/$preset" --output-on-failure --parallel 2 --repeat until-pass:3 "$@"
+    # again, and CTest tells of it. A sanitizer's report is no matter of luck: one fails the round.
+    local options=log_path=$reports/report code=0
+    ASAN_OPTIONS=$options TSAN_OPTIONS=$options UBSAN_OPTIONS=$options:print_stacktrace=1 \
+        ctest --test-dir "build/$preset" --output-on-failure --parallel 2 --repeat until-pass:3 \
+        "$@" || code=$?
+    if compgen -G "$reports/*" >/dev/null; then
+        cat "$reports"/*
+        step "A sanitizer has reported something"
+        code=1
+    fi
+    return "$code"
 }
 
 scripts/setup.sh build run test
@@ -91,6 +102,7 @@ for check in "${checks[@]}"; do
         scripts/check-style.sh
         ;;
     tidy)
+        build release
         step "Linting the sources"
         scripts/check-style.sh --tidy
         ;;

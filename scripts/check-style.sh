@@ -4,7 +4,8 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-mapfile -t sources < <(git ls-files '*.h' '*.cpp')
+mapfile -t sources < <(git ls-files '*.h' '*.cpp' '*.c')
+[ ${#sources[@]} -gt 0 ] || { echo "check-style: Git names no sources" >&2; exit 1; }
 echo "clang-format: ${#sources[@]} files"
 clang-format-14 --dry-run --Werror "${sources[@]}"
 

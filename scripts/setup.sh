@@ -21,7 +21,7 @@ run_packages=(
 )
 test_packages=(
     clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev g++-mingw-w64-x86-64-posix
-    python3-websockets sox xvfb iproute2 procps libbenchmark-dev
+    git python3-websockets sox xvfb iproute2 procps libbenchmark-dev
     libumockdev-dev umockdev binutils zlib1g-dev
 )
 windows_packages=(

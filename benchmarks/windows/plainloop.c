@@ -5,16 +5,19 @@
  * The same sound, format and period as the player's; HERTZ divides the rate. */
 #define COBJMACROS
 #define INITGUID
-#include <windows.h>
-
 #include <audioclient.h>
 #include <math.h>
 #include <mmdeviceapi.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <windows.h>
 
-enum { channels = 2, rate = 48000 };
+enum
+{
+    channels = 2,
+    rate = 48000
+};
 
 static int16_t tone[rate * channels]; /* a second of it */
 static UINT32 at;

@@ -10,7 +10,10 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
-enum { devices = 8 };
+enum
+{
+    devices = 8
+};
 
 /* The target of a link in the test bed; empty if there is none. */
 static void read_link(const char *root, const char *folder, int index, char *target)

@@ -165,7 +165,7 @@ def measure(subject, track, folder, seconds):
     stop(recorder)
     near, far = soundtrack.read_sides(recording)
     os.remove(recording)
-    # What the first second does is the start of the streams, not the route.
+    # What the first two seconds do is the start of the streams, not the route.
     return soundtrack.follow(near[4 * soundtrack.RATE:], far[4 * soundtrack.RATE:], LONGEST), share
 
 

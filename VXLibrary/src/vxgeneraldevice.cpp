@@ -154,7 +154,7 @@ void VXGeneralDevice::readStrings()
     std::array<wchar_t, MAX_STR> wstr{};
     const auto log = [&](const char *words, int result) {
         QString text = QString::fromWCharArray(wstr.data());
-        qInfo().noquote() << QString::fromLatin1(words).arg(QString::number(result), text);
+        qInfo() << QString::fromLatin1(words).arg(QString::number(result), text);
         wstr.fill(L'\0');
         return text;
     };
@@ -165,11 +165,9 @@ void VXGeneralDevice::readStrings()
         hid_get_product_string(handle.get(), wstr.data(), MAX_STR));
     const int result = hid_get_serial_number_string(handle.get(), wstr.data(), MAX_STR);
     serialNumber = QString::fromWCharArray(wstr.data());
-    qInfo().noquote() << QStringLiteral(
-                             "hid_get_serial_number_string(handle, wstr, MAX_STR) return %1; "
-                             "Serial Number String: (%2) %3;")
-                             .arg(QString::number(result), QString::number(int(wstr[0])),
-                                  serialNumber);
+    qInfo() << QStringLiteral("hid_get_serial_number_string(handle, wstr, MAX_STR) return %1; "
+                              "Serial Number String: (%2) %3;")
+                   .arg(QString::number(result), QString::number(int(wstr[0])), serialNumber);
     wstr.fill(L'\0');
     log("hid_get_indexed_string(handle, wstr, MAX_STR) return %1; Indexed String: %2;",
         hid_get_indexed_string(handle.get(), 1, wstr.data(), MAX_STR));

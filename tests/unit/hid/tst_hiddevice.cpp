@@ -26,6 +26,12 @@ bool openDefault(VXGeneralDevice &device, bool enableReadThread = false, uchar r
 {
     return device.openDevice(enableReadThread, 0x1234, 0x5678, {}, anything, anything, reportID);
 }
+
+/// A line of one text, which stands in quotes.
+QString quoted(const QString &escaped)
+{
+    return "Info: \"" + escaped + '"';
+}
 } // namespace
 
 class TestHidDevice : public QObject
@@ -42,6 +48,7 @@ private slots:
     void onlyTheFirstMatchIsTried();
     void openDeviceStaysAsItIs();
     void missingStrings();
+    void stringsAreEscapedInTheLog();
     void readThreadIsOptional();
     void dataComesWithTheIdentity();
     void readsFollowTheReportID();
@@ -152,14 +159,14 @@ void TestHidDevice::openIsTold()
     QCOMPARE(log.lines(),
              QStringList({"Info: openDevice(): handle = 0x0",
                           "Info: openDevice(): Find device, path = /dev/hid0",
-                          "Info: hid_get_manufacturer_string(handle, wstr, MAX_STR) return 0; "
-                          "Manufacturer String: Maker;",
-                          "Info: hid_get_product_string(handle, wstr, MAX_STR) return 0; Product "
-                          "String: Product;",
-                          "Info: hid_get_serial_number_string(handle, wstr, MAX_STR) return 0; "
-                          "Serial Number String: (83) SN1;",
-                          "Info: hid_get_indexed_string(handle, wstr, MAX_STR) return 0; Indexed "
-                          "String: String 1;",
+                          quoted("hid_get_manufacturer_string(handle, wstr, MAX_STR) return 0; "
+                                 "Manufacturer String: Maker;"),
+                          quoted("hid_get_product_string(handle, wstr, MAX_STR) return 0; "
+                                 "Product String: Product;"),
+                          quoted("hid_get_serial_number_string(handle, wstr, MAX_STR) return 0; "
+                                 "Serial Number String: (83) SN1;"),
+                          quoted("hid_get_indexed_string(handle, wstr, MAX_STR) return 0; "
+                                 "Indexed String: String 1;"),
                           "Info: Try to start write thread."}));
     QCOMPARE(callsOf({"hid_init", "hid_enumerate", "hid_open_path", "hid_free_enumeration",
                       "hid_get_manufacturer_string", "hid_exit"}),
@@ -246,11 +253,24 @@ void TestHidDevice::missingStrings()
     LogCapture log;
     VXGeneralDevice device;
     QVERIFY(device.openDevice(false, 0x1234, 0x5678, "SN1", anything, anything, 0));
-    QVERIFY(log.lines().contains("Info: hid_get_product_string(handle, wstr, MAX_STR) return -1; "
-                                 "Product String: ;"));
-    QVERIFY(log.lines().contains("Info: hid_get_serial_number_string(handle, wstr, MAX_STR) "
-                                 "return -1; Serial Number String: (0) ;"));
+    QVERIFY(log.lines().contains(quoted("hid_get_product_string(handle, wstr, MAX_STR) "
+                                        "return -1; Product String: ;")));
+    QVERIFY(log.lines().contains(quoted("hid_get_serial_number_string(handle, wstr, MAX_STR) "
+                                        "return -1; Serial Number String: (0) ;")));
     QCOMPARE(device.deviceInfo()["SerialNumber"].toString(), "");
+}
+
+void TestHidDevice::stringsAreEscapedInTheLog()
+{
+    const QString serial = "a\"b\nc %1";
+    plugIn({.path = hidPath, .serialNumber = serial});
+    const LogCapture log;
+    VXGeneralDevice device;
+    QVERIFY(openDefault(device));
+    QCOMPARE(log.lines().filter("Serial Number"),
+             QStringList(quoted("hid_get_serial_number_string(handle, wstr, MAX_STR) return 0; "
+                                "Serial Number String: (97) a\\\"b\\nc %1;")));
+    QCOMPARE(device.deviceInfo()["SerialNumber"].toString(), serial);
 }
 
 void TestHidDevice::readThreadIsOptional()

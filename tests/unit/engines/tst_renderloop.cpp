@@ -301,12 +301,15 @@ void TestRenderLoop::droppedBeforeThreadIsReady()
         leave.acquire();
     });
     player->openDevice(endpoint, "Headset");
-    const bool started = entered.tryAcquire(1, 5000);
+    const bool started = entered.tryAcquire(1, 30000);
     player->play(pattern(1920), 48000, 2);
+    player->play(pattern(441 * 2), 44100, 1);
+    const QStringList resampling = swresamplefaults::calls();
     simulated::clearCalls();
     leave.release();
     QVERIFY(started);
     QVERIFY(simulated::waitForCall("WaitForMultipleObjects"));
+    QCOMPARE(resampling, QStringList());
     stream = simulated::waitForRenderStream(endpoint);
     stream.turn(0);
     QVERIFY(stream.releasedBuffers().value(0).isSilent());
@@ -394,8 +397,10 @@ void TestRenderLoop::eachCallFails()
     // Open and deaf: nothing restarts the thread, and blocks are lost without a word.
     simulated::clearCalls();
     player->play(pattern(1920), 48000, 2);
+    player->play(pattern(441 * 2), 44100, 1);
     stream.signalEvent();
     QCOMPARE(simulated::calls(), QStringList());
+    QCOMPARE(swresamplefaults::calls(), QStringList());
     QCOMPARE(player->deviceID(), endpoint);
     player->closeDevice();
     QCOMPARE(ownCalls().mid(0, 3),

@@ -17,7 +17,8 @@ private slots:
     void aBlockThatIsNoWholeFrameGoesOut();
     void aReadOfNothingIsSilentInTheLog();
     void aFailedReadIsLoggedEachTimeAndTriedAgain();
-    void aReadOfNothingIsFollowedByAPause();
+    void aReadWithoutSoundIsFollowedByAPause_data();
+    void aReadWithoutSoundIsFollowedByAPause();
     void theThreadAsksForRealTimeScheduling();
     void aThreadWithoutAHandleSaysSoAndEnds();
     void aThreadThatWasNeverStartedReadsNothing();
@@ -102,15 +103,26 @@ void TestSpeakerThread::aFailedReadIsLoggedEachTimeAndTriedAgain()
     QCOMPARE(SpeakerBench::hear(stream, tone(5).size()), tone(5));
 }
 
-void TestSpeakerThread::aReadOfNothingIsFollowedByAPause()
+void TestSpeakerThread::aReadWithoutSoundIsFollowedByAPause_data()
 {
+    QTest::addColumn<bool>("fails");
+    QTest::newRow("failed") << true;
+    QTest::newRow("empty") << false;
+}
+
+void TestSpeakerThread::aReadWithoutSoundIsFollowedByAPause()
+{
+    QFETCH(const bool, fails);
+    constexpr int reads = 200;
     SpeakerBench bench;
-    simulated::failAlways("ReadFile", ERROR_ACCESS_DENIED);
+    if (fails)
+        simulated::failAlways("ReadFile", ERROR_ACCESS_DENIED);
+    for (int block = 0; block < reads; ++block)
+        simulated::queueAudio(bench.suffix, {});
     QElapsedTimer timer;
     timer.start();
     QVERIFY(bench.open());
-    constexpr int reads = 200;
-    QVERIFY(simulated::waitForCalls("ReadFile", reads, 30000));
+    QVERIFY(simulated::waitForCalls("ReadFile " + bench.suffix, reads, 30000));
     // A millisecond at least between two of them: a dead driver must not cost a processor.
     QVERIFY2(timer.elapsed() >= reads - 1, qPrintable(QString::number(timer.elapsed())));
 }

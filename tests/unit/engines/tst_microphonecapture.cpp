@@ -1,8 +1,10 @@
 // The capturer's life: starts, stops, restarts, its end, and the ways back from failures.
 #include "tests/unit/engines/capturetest.h"
 
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QSignalSpy>
+#include <QTimer>
 
 using namespace playerfixture;
 
@@ -17,6 +19,7 @@ private slots:
     void restart();
     void otherCallFails_data();
     void otherCallFails();
+    void eventsThatCannotBeClosed();
     void stopWithErrorTriesAgain();
     void threadThatIsNotToldEndsWithItsTimeOut();
     void stuckThreadEndsLater();
@@ -105,10 +108,35 @@ void TestMicrophoneCapture::otherCallFails()
     QCOMPARE(listener.hear(960), pattern(960));
 }
 
-void TestMicrophoneCapture::stopWithErrorTriesAgain()
+void TestMicrophoneCapture::eventsThatCannotBeClosed()
 {
     const LogCapture log;
+    Listener listener;
+    capturer->setAudioOutput(listener.player);
+    simulated::failAlways("CloseHandle", ERROR_INVALID_HANDLE);
     QVERIFY(start());
+    capturer->stopCapture();
+    QCOMPARE(ownCalls().filter("CloseHandle").size(), 2); // each once
+    auto stream = start();
+    QVERIFY(stream);
+    stream.pushPacket(pattern(960));
+    QCOMPARE(listener.hear(960), pattern(960));
+    capturer->stopCapture();
+    QCOMPARE(ownCalls().filter("CloseHandle").size(), 2); // since the second start
+    QCOMPARE(log.linesOf("Critical"), QStringList());
+    capturer.reset();
+    listener.player.reset();
+    simulated::reset(); // the events are left
+}
+
+void TestMicrophoneCapture::stopWithErrorTriesAgain()
+{
+    constexpr int retryMs = 1500;
+    constexpr int timerTolerance = 10; // ms
+    LogCapture log;
+    QVERIFY(start());
+    QElapsedTimer sinceStop;
+    sinceStop.start();
     QMetaObject::invokeMethod(capturer.get(), "stopCapture", Qt::QueuedConnection, Q_ARG(long, -5),
                               Q_ARG(QString, "Fail to GetBuffer"));
     awaitQueueOf(*capturer);
@@ -116,11 +144,21 @@ void TestMicrophoneCapture::stopWithErrorTriesAgain()
                                  R"("Microphone" : begin -5 "Fail to GetBuffer")"));
     QVERIFY(simulated::captureStreams(microphone).isEmpty());
     QVERIFY(QTest::qWaitFor([this] { return !simulated::captureStreams(microphone).isEmpty(); },
-                            10000));
-    // Once only: the start has stopped the timer.
+                            30000));
+    QVERIFY2(sinceStop.elapsed() >= retryMs - timerTolerance,
+             qPrintable(QString::number(sinceStop.elapsed())));
+
+    // Once only: the start has stopped the timer, which would run out before a later one does.
     capturer->stopCapture();
-    QTest::qWait(2000);
-    QVERIFY(simulated::captureStreams(microphone).isEmpty());
+    log.clear();
+    QTimer later;
+    later.setTimerType(Qt::PreciseTimer);
+    later.setSingleShot(true);
+    QSignalSpy ranOut(&later, &QTimer::timeout);
+    later.start(retryMs + timerTolerance);
+    QVERIFY(ranOut.wait(30000));
+    awaitQueueOf(*capturer);
+    QCOMPARE(log.lines(), QStringList());
 }
 
 void TestMicrophoneCapture::threadThatIsNotToldEndsWithItsTimeOut()

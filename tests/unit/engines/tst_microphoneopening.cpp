@@ -6,24 +6,42 @@ using namespace playerfixture;
 namespace
 {
 
-/// The calls of the set-up in their order, and what a failure of each one logs.
+/// The calls of the set-up in their order, what a failure of each one logs, and what the thread
+/// gives back then.
 void addSetupSteps()
 {
     QTest::addColumn<QString>("call");
     QTest::addColumn<QString>("words");
+    QTest::addColumn<QStringList>("givenBack");
 
-    const auto row = [](const char *call, const char *words) {
-        QTest::newRow(call) << call << words;
+    QStringList held{"CoUninitialize"};
+    const auto row = [&held](const char *call, const char *words) {
+        QTest::newRow(call) << call << words << held;
     };
     row("CoCreateInstance", "Capture microphone - CoCreateInstance failed: 0 ");
+    held.prepend("release IMMDeviceEnumerator");
     row("IMMDeviceEnumerator::GetDevice", "Capture microphone - Can't find device: ID ");
+    held.prepend("release IMMDevice");
     row("IMMDevice::Activate", "Capture microphone - Fail to Activate IAudioClient: ");
+    held.prepend("release IAudioClient");
     row("IAudioClient::GetMixFormat", "Capture microphone - Fail to GetMixFormat: ");
+    held.prepend("CoTaskMemFree");
     row("IAudioClient::Initialize ", "Capture microphone - Fail to Initialize: ");
     row("IAudioClient::SetEventHandle", "WASAPIAudioPlayer play audio - Fail to SetEventHandle: ");
     row("IAudioClient::GetService", "Capture microphone - Fail to GetService: ");
+    held.insert(1, "release IAudioCaptureClient");
     row("IAudioClient::Reset", "Capture microphone - Fail to Reset: ");
     row("IAudioClient::Start", "Capture microphone - Fail to Start: ");
+}
+
+/// What stands behind the last such call.
+QStringList after(const QString &call, const QStringList &calls)
+{
+    for (qsizetype place = calls.size() - 1; place >= 0; --place) {
+        if (calls[place].startsWith(call))
+            return calls.mid(place + 1);
+    }
+    return {"never called"};
 }
 
 } // namespace
@@ -171,13 +189,15 @@ void TestMicrophoneOpening::eachStepFails()
 {
     QFETCH(QString, call);
     QFETCH(QString, words);
+    QFETCH(const QStringList, givenBack);
     words.replace("ID", '"' + microphone + '"');
     if (call.startsWith("IAudioClient::Initialize"))
         simulated::setHasAudioClient3(microphone, false);
     LogCapture log;
     simulated::failNext(call.trimmed(), refused);
     (void)capturer->restartCapture(microphone, "Microphone", 2);
-    QVERIFY(simulated::waitForCall("CoUninitialize"));
+    QVERIFY(simulated::waitForCall("CoUninitialize", 30000));
+    QCOMPARE(after(call.trimmed(), threadCalls()), givenBack);
     QCOMPARE(log.linesOf("Critical"), QStringList("Critical: " + words + refusedText));
     QVERIFY(!log.lines().contains(endLine));
     QCOMPARE(simulated::liveObjects(), 2); // the two events

@@ -35,13 +35,14 @@ void AudioRecorder::startAudioRecord(const QString &filePath)
     if (m_isRecording)
         return;
     const QMutexLocker locker(&m_mutex);
+    // One that is still being finished: an event that its finish handled led to this call.
+    completeRecord();
+    ++m_recordNumber;
     m_filePath = filePath;
     m_outputFile->setFileName(filePath);
     m_outputFile->open(QIODevice::ReadWrite);
     m_tempFile = std::make_unique<QTemporaryFile>();
     m_tempFile->open();
-    m_audioDataQueue.clear();
-    m_waitingBlocks = 0;
     m_isRecording = true;
 }
 
@@ -58,8 +59,12 @@ void AudioRecorder::addAudioData(QByteArray audioData)
 void AudioRecorder::writeAudioData()
 {
     const QMutexLocker locker(&m_mutex);
-    if (m_audioDataQueue.isEmpty())
-        return;
+    if (!m_audioDataQueue.isEmpty())
+        writeFirstBlock();
+}
+
+void AudioRecorder::writeFirstBlock()
+{
     const QByteArray block = m_audioDataQueue.takeFirst();
     m_waitingBlocks = m_audioDataQueue.size();
     if (m_tempFile && m_tempFile->isOpen()) {
@@ -72,10 +77,20 @@ void AudioRecorder::finishAudioRecord()
 {
     if (!m_isRecording.exchange(false))
         return;
-    while (m_waitingBlocks > 0)
+    const int record = m_recordNumber;
+    while (m_recordNumber == record && m_waitingBlocks > 0)
         QCoreApplication::processEvents();
+    if (m_recordNumber != record)
+        return;
     // The last block has left the queue; the mutex waits for its writing.
     const QMutexLocker locker(&m_mutex);
+    completeRecord();
+}
+
+void AudioRecorder::completeRecord()
+{
+    while (!m_audioDataQueue.isEmpty())
+        writeFirstBlock();
     writeWavFile();
     m_tempFile.reset();
 }

@@ -30,8 +30,8 @@ public:
     [[nodiscard]] static QSharedPointer<AudioRecorder> create(int channels, int bitsPerSample,
                                                               int sampleRate);
 
-    /// Begins a recording that will become this WAV file; nothing while one runs. On the owner's
-    /// thread.
+    /// Begins a recording that will become this WAV file; nothing while one runs. One that is being
+    /// finished is complete first. On the owner's thread.
     void startAudioRecord(const QString &filePath);
 
 public slots:
@@ -47,6 +47,10 @@ private slots:
 private:
     ~AudioRecorder() override;
     static void end(AudioRecorder *recorder);
+    // Both under the mutex.
+    void writeFirstBlock();
+    /// Writes what is left of the queue, and the file; nothing while idle.
+    void completeRecord();
     void writeWavFile();
 
     const int m_channels;
@@ -60,5 +64,6 @@ private:
     QList<QByteArray> m_audioDataQueue;
     /// The queue's length, for the wait that reads it without the mutex.
     std::atomic<qsizetype> m_waitingBlocks{0};
+    int m_recordNumber = 0;            ///< of the latest; of the owner's thread
     std::unique_ptr<QThread> m_thread; ///< the object lives on it
 };

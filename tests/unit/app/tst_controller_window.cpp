@@ -223,7 +223,7 @@ private slots:
         QCOMPARE(WorkingDirectory::recordings(), QStringList());
     }
 
-    void recordingSurvivesACommandWhileItIsFinished()
+    void recordingIsFinishedWhenItsEndpointLeaves()
     {
         const WorkingDirectory directory;
         Window window;

@@ -161,6 +161,33 @@ private slots:
         QCOMPARE(contentOf(files.first()), wavOf(sound));
     }
 
+    void everyChannelStopsWhateverIsChosen_data()
+    {
+        QTest::addColumn<int>("type");
+        for (const tavoriDeviceType type : {tavoriAux, tavoriChat, tavoriGame, tavoriMedia})
+            QTest::newRow(qPrintable(nameOf(type))) << int(type);
+    }
+
+    void everyChannelStopsWhateverIsChosen()
+    {
+        QFETCH(const int, type);
+        const auto channel = static_cast<tavoriDeviceType>(type);
+        const WorkingDirectory directory;
+        Window window;
+        window.combo->setCurrentIndex(window.combo->findText(nameOf(channel)));
+        window.button->click();
+        const QByteArray sound = blockOf(1234, 480);
+        simulated::queueAudio(channelOfType(channel)->fileSuffix, sound);
+        QTRY_COMPARE_WITH_TIMEOUT(directory.temporaries(), QList<qint64>({sound.size()}), 30000);
+
+        const tavoriDeviceType other = channel == tavoriChat ? tavoriGame : tavoriChat;
+        window.combo->setCurrentIndex(window.combo->findText(nameOf(other)));
+        window.button->click();
+        QCOMPARE(window.button->text(), "Start Record");
+        QCOMPARE(WorkingDirectory::recordings().size(), 1);
+        QCOMPARE(contentOf(WorkingDirectory::recordings().first()), wavOf(sound));
+    }
+
     void emptyRecording()
     {
         const WorkingDirectory directory;

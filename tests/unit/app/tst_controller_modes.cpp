@@ -160,10 +160,13 @@ private slots:
         const QString id = fixture.renderId(channel);
 
         // Removing what was never added still hides the endpoint and reports success.
+        simulated::setState(id, DEVICE_STATE_ACTIVE);
         fixture.send("removeOutputDevice", {{"outputDeviceName", word}});
         QCOMPARE(fixture.waitForEvent("finishRemoveOutputDevice"),
                  QJsonObject({{"outputDeviceName", word}}));
+        QCOMPARE(simulated::endpoint(id).state, DEVICE_STATE_DISABLED);
         QCOMPARE(simulated::openDeviceFiles(file), 0);
+        QVERIFY(!channelIn(fixture, channel));
 
         for (int round = 0; round < 2; ++round) {
             simulated::clearCalls();
@@ -265,6 +268,50 @@ private slots:
             QCOMPARE(scaled, QStringList({"audio", "audio"}));
             scaled.clear();
         }
+    }
+
+    void theMicrophoneIsSilentUntilTheModeIsFinished_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("Normal") << "NormalMode";
+        QTest::newRow("Streamer") << "StreamerMode";
+    }
+
+    void theMicrophoneIsSilentUntilTheModeIsFinished()
+    {
+        QFETCH(const QString, mode);
+        ControllerFixture fixture;
+        fixture.start();
+        const auto capture = listen(fixture);
+        auto stream = simulated::waitForRenderStream(fixture.renderId(tavoriChatCapture));
+        QVERIFY(capture && stream);
+        fixture.send("setControlMode", {{"mode", mode}});
+        fixture.settle();
+        QCOMPARE(soundHeard(stream, speech(capture)), 0);
+        fixture.send("finishSetControlMode", {{"mode", mode}});
+        fixture.settle();
+        QCOMPARE(soundHeard(stream, speech(capture)), 12000);
+    }
+
+    void aChannelAddedBetweenSetAndFinishWaitsToo()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        fixture.send("setControlMode", {{"mode", "StreamerMode"}});
+        fixture.send("addOutputDevice", {{"outputDeviceName", "Browser"}});
+        (void)fixture.waitForEvent("finishAddOutputDevice");
+        auto *const browser = channelIn(fixture, tavoriBrowser);
+        QVERIFY(browser);
+        // Its place in the personal mix tells the mode.
+        const QString mix = simulated::addEndpoint({.name = "Mix"});
+        browser->initPersonalSynthesizerAudioOutput(mix, "Mix", {});
+        const auto stream = simulated::waitForRenderStream(mix);
+        QVERIFY(stream);
+        const QString file = channelOfType(tavoriBrowser)->fileSuffix;
+        QCOMPARE(sampleHeard(stream, file, 9000), 0);
+        fixture.send("finishSetControlMode", {{"mode", "StreamerMode"}});
+        fixture.settle();
+        QCOMPARE(sampleHeard(stream, file, 9000), 9000);
     }
 
     void otherWordsAreRefused()

@@ -87,7 +87,8 @@ private slots:
         QTest::newRow("Gaming") << int(tavoriGame) << false << true;
         QTest::newRow("Microphone, render side") << int(tavoriChatCapture) << false << true;
         QTest::newRow("Microphone, capture side") << int(tavoriChatCapture) << true << false;
-        QTest::newRow("Stream") << int(tavoriStream) << false << false;
+        QTest::newRow("Stream, render side") << int(tavoriStream) << false << false;
+        QTest::newRow("Stream, capture side") << int(tavoriStream) << true << false;
     }
 
     void virtualEndpointsAreForcedBackToFullLevel()

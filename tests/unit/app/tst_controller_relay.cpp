@@ -7,6 +7,7 @@
 #include "tests/unit/app/channelfeed.h"
 #include "tests/unit/app/controllerfixture.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 namespace
@@ -254,16 +255,38 @@ private slots:
         ControllerFixture fixture;
         fixture.start();
         fixture.send("switchDevice", routeTo("Headset", fixture.headset));
+        for (const char *command :
+             {"switchPersonalSynthesizerDevice", "switchStreamingSynthesizerDevice"})
+            fixture.send(command, {{"deviceName", "Headset"}, {"deviceID", fixture.headset}});
         fixture.settle();
-        QTest::qWait(510);
-        simulated::notifyPropertyChanged(fixture.headset, PKEY_Device_FriendlyName);
-        simulated::drain();
-        simulated::removeEndpoint(fixture.headset);
-        simulated::notifyDeviceRemoved(fixture.headset);
-        QCOMPARE(fixture.waitForEvent("deviceRemoved").value("deviceID").toString(),
-                 fixture.headset);
-        QVERIFY(fixture.waitForLog("Info: onPropertyValueChanged() : handle end"));
+        changeThenRemove(fixture, fixture.headset);
+        // Nothing is opened, not even in vain.
+        static const QRegularExpression openings("Output|openDevice|Can't find|[sS]tartCapture");
+        QCOMPARE(linesOfTheRenewal(fixture).filter(openings), QStringList());
         QVERIFY(simulated::renderStreams(fixture.headset).isEmpty());
+        QCOMPARE(fixture.pendingEvents(), QStringList());
+    }
+
+    void propertyChangeThenRemovalOfTheMicrophone()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        const QJsonObject microphone{{"deviceName", "Microphone"},
+                                     {"deviceID", fixture.microphone}};
+        fixture.send("switchMicrophoneInputDevice", microphone);
+        fixture.settle();
+        QVERIFY(simulated::waitForCaptureStream(fixture.microphone));
+        changeThenRemove(fixture, fixture.microphone);
+        // The capture keeps its endpoint when it stops: it is tried again, in vain.
+        QVERIFY(!linesOfTheRenewal(fixture).filter("::startCapture").isEmpty());
+        QVERIFY(fixture.waitForLog("Critical: Capture microphone - Can't find device:"));
+        QVERIFY(simulated::captureStreams(fixture.microphone).isEmpty());
+        QCOMPARE(fixture.pendingEvents(), QStringList());
+
+        simulated::addEndpoint({.name = "Microphone", .flow = eCapture, .id = fixture.microphone});
+        fixture.send("switchMicrophoneInputDevice", microphone);
+        fixture.settle();
+        QVERIFY(simulated::waitForCaptureStream(fixture.microphone));
     }
 
     void unknownRoutes_data()
@@ -302,6 +325,34 @@ private slots:
         QVERIFY(fixture.log.lines().contains("Info: tavori aux3 output device!"));
         QVERIFY(fixture.log.lines().contains("Info: tavori browser output device!"));
         QVERIFY(simulated::renderStreams(fixture.headset).isEmpty());
+    }
+
+private:
+    /// Changes a property of the endpoint and removes it before the change is handled.
+    static void changeThenRemove(ControllerFixture &fixture, const QString &id)
+    {
+        QTest::qWait(510); // the window in which the sink swallows key properties
+        simulated::clearCalls();
+        simulated::notifyPropertyChanged(id, PKEY_Device_FriendlyName);
+        simulated::removeEndpoint(id);
+        simulated::notifyDeviceRemoved(id);
+        // The controller comes to both at once.
+        QVERIFY(
+            simulated::waitForCall("IAudioEndpointVolume::UnregisterControlChangeNotify", 30000));
+        QCOMPARE(fixture.waitForEvent("deviceRemoved").value("deviceID").toString(), id);
+        QVERIFY(fixture.waitForLog("Info: onPropertyValueChanged() : handle end"));
+        const QStringList lines = fixture.log.lines();
+        QVERIFY2(lines.indexOf("Info: onDeviceRemoved() : end") <
+                     lines.indexOf("Info: onPropertyValueChanged() : handle begin"),
+                 "the removal did not come before the change was due");
+    }
+
+    static QStringList linesOfTheRenewal(const ControllerFixture &fixture)
+    {
+        const QStringList lines = fixture.log.lines();
+        const auto begin = lines.indexOf("Info: onPropertyValueChanged() : handle begin");
+        const auto end = lines.indexOf("Info: onPropertyValueChanged() : handle end");
+        return lines.mid(begin, end - begin);
     }
 };
 

@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include <functional>
+#include <utility>
 
 namespace
 {
@@ -253,6 +254,27 @@ private slots:
         QCOMPARE(second.value("deviceID").toString(), fixture.speakers);
         QCOMPARE(fixture.waitForEvent("defaultDeviceChanged").value("deviceID").toString(),
                  changed);
+    }
+
+    void newDefaultIsToldBeforeItsSessionsAreRead_data() { changedDefaults_data(); }
+    void newDefaultIsToldBeforeItsSessionsAreRead()
+    {
+        QFETCH(bool, isCapture);
+        Subject fixture;
+        const QString desk = simulated::addEndpoint({.name = "Desk", .flow = eCapture});
+        fixture.start();
+        QStringList toldBefore{"not read"};
+        bool isFirst = true;
+        simulated::onCall("IAudioSessionManager2::GetSessionEnumerator", [&] {
+            if (!std::exchange(isFirst, false))
+                return;
+            (void)QTest::qWaitFor([&] { return !fixture.pendingEvents().isEmpty(); }, 10000);
+            toldBefore = fixture.namesOfPendingEvents();
+        });
+        const EDataFlow flow = isCapture ? eCapture : eRender;
+        simulated::notifyDefaultChanged(flow, eConsole, isCapture ? desk : fixture.headset);
+        (void)fixture.waitForEvent("didReceiveDeviceAudioSessionInfos");
+        QCOMPARE(toldBefore, QStringList("defaultDeviceChanged"));
     }
 
     void anApplicationMovesInTheDirectionThatIsTold_data()

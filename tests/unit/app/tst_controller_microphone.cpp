@@ -1,4 +1,5 @@
 // The microphone's way through the program: its level, its players, and the endpoints on both ends.
+#include "engines/wasapiaudioplayer.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/devicefiles.h"
 #include "tests/unit/app/controllersteps.h"
@@ -133,6 +134,53 @@ private slots:
         orderLevel(fixture, id, "deviceVolume", 100);
         QVERIFY(mutedSoundHeard(stream, speech(capture)));
         QVERIFY(mutedSoundHeard(stream, speech(capture)));
+    }
+
+    void anotherDeviceLeavesStreamsLevelAsItWas_data()
+    {
+        QTest::addColumn<bool>("muted");
+        QTest::newRow("volume") << false;
+        QTest::newRow("mute") << true;
+    }
+
+    void anotherDeviceLeavesStreamsLevelAsItWas()
+    {
+        QFETCH(const bool, muted);
+        ControllerFixture fixture;
+        fixture.start();
+        const auto capture = listen(fixture);
+        QVERIFY(capture);
+        setMode(fixture, "StreamerMode");
+        QJsonObject microphone = device(fullName(tavoriChatCapture), "any");
+        microphone.insert("checked", true);
+        fixture.send("addToStreamingSynthesizer", microphone);
+        const QString id = fixture.renderId(tavoriStream);
+        const auto moveTo = [&](const QString &name, const QString &endpoint) {
+            fixture.send("switchStreamingSynthesizerDevice", device(name, endpoint));
+            fixture.settle();
+        };
+        // Both the microphone's player and a channel's, the microphone's being the last.
+        const auto hasLevelOfStream = [&](const QString &endpoint) {
+            const auto streams = simulated::renderStreams(endpoint);
+            const float gain =
+                channelIn(fixture, tavoriGame)->streamingSynthesizerOutput()->getVolume();
+            if (streams.isEmpty() || qAbs(gain - (muted ? 0.0f : 0.333188f)) > 0.0001f)
+                return false;
+            return muted ? mutedSoundHeard(streams.last(), speech(capture))
+                         : qAbs(soundHeard(streams.last(), speech(capture)) - half) <= 1;
+        };
+        simulated::setVolume(id, 0.5f);
+        simulated::setMute(id, muted);
+        moveTo(fullName(tavoriStream), id);
+        QVERIFY(hasLevelOfStream(id));
+
+        moveTo("Headset", fixture.headset);
+        QCOMPARE(soundHeard(simulated::renderStreams(fixture.headset).last(), speech(capture)),
+                 12000);
+        // Under this name the level counts again.
+        simulated::rename(fixture.headset, fullName(tavoriStream));
+        changeProperty(fixture, fixture.headset);
+        QVERIFY(hasLevelOfStream(fixture.headset));
     }
 
     void leavingMicrophoneEndsTheCapture()

@@ -78,6 +78,34 @@ private slots:
         QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
     }
 
+    void aStreamThatIsTheDefaultStaysItInStreamerModeOnly()
+    {
+        ControllerFixture fixture;
+        fixture.start();
+        const QString other = simulated::addEndpoint({.name = "Other", .flow = eCapture});
+        const QString renderStream = fixture.renderId(tavoriStream);
+        const QString captureStream = fixture.captureId(tavoriStream);
+        // The system takes another default whenever endpoints come or go.
+        simulated::onCall("IPolicyConfig::SetEndpointVisibility", [&] {
+            simulated::setDefault(eRender, fixture.headset);
+            simulated::setDefault(eCapture, other);
+        });
+        const auto enter = [&](const char *mode) {
+            simulated::setDefault(eRender, renderStream);
+            simulated::setDefault(eCapture, captureStream);
+            simulated::clearCalls();
+            fixture.send("setControlMode", {{"mode", mode}});
+            fixture.settle();
+        };
+        enter("StreamerMode");
+        QCOMPARE(simulated::defaultEndpoint(eRender), renderStream);
+        QCOMPARE(simulated::defaultEndpoint(eCapture), captureStream);
+        enter("NormalMode");
+        QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
+        QCOMPARE(simulated::defaultEndpoint(eRender), fixture.headset);
+        QCOMPARE(simulated::defaultEndpoint(eCapture), other);
+    }
+
     void virtualEndpointsAreForcedBackToFullLevel_data()
     {
         QTest::addColumn<int>("type");

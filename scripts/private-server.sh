@@ -9,19 +9,27 @@
 # that, it waits for its turn on the control port.
 #
 # All state stands in a private directory: XDG_RUNTIME_DIR, XDG_DATA_HOME, XDG_STATE_HOME,
-# XDG_CONFIG_HOME, HOME and TMPDIR point there. The exit code is the command's own; 125 says that the server did not come up.
+# XDG_CONFIG_HOME, HOME and TMPDIR point there. The exit code is the command's own; 125 says that
+# the server did not come up.
 #
 # For tests that kill and restart the server, PRIVATE_SERVER_DIR names the directory; the
 # processes' IDs stand in its files pipewire.pid, wireplumber.pid and pipewire-pulse.pid, and
 # "scripts/private-server.sh --start [bare]" and "--stop" run the daemons in that environment
-# again. PRIVATE_SERVER_KEEP=1 keeps the directory with the daemons' logs.
+# again. "--kill [DAEMON...]" kills all of them at once, or those that are named, without a word.
+# PRIVATE_SERVER_KEEP=1 keeps the directory with the daemons' logs.
 set -u
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+daemons=(pipewire-pulse wireplumber pipewire) # in the order of their end
 
 start_daemon() { # NAME
     "$1" >>"$PRIVATE_SERVER_DIR/$1.log" 2>&1 </dev/null &
     echo $! >"$PRIVATE_SERVER_DIR/$1.pid"
+    disown # one that a test kills is no news
+}
+
+is_gone() { # PID
+    ! kill -0 "$1" 2>/dev/null
 }
 
 stop_daemon() { # NAME
@@ -31,10 +39,22 @@ stop_daemon() { # NAME
     rm -f "$file"
     kill "$pid" 2>/dev/null || return 0
     for _ in $(seq 50); do
-        kill -0 "$pid" 2>/dev/null || return 0
+        is_gone "$pid" && return 0
         sleep 0.1
     done
     kill -KILL "$pid" 2>/dev/null
+}
+
+kill_daemons() { # NAME...
+    local name pid pids=()
+    for name in "$@"; do
+        pids+=("$(cat "$PRIVATE_SERVER_DIR/$name.pid")") || return 1
+        rm -f "$PRIVATE_SERVER_DIR/$name.pid"
+    done
+    kill -KILL "${pids[@]}" || return 1
+    for pid in "${pids[@]}"; do
+        await is_gone "$pid" || return 1
+    done
 }
 
 # await COMMAND...: tries it for at least thirty seconds.
@@ -82,9 +102,10 @@ configure_session_manager() {
 }
 
 stop_server() {
-    stop_daemon pipewire-pulse
-    stop_daemon wireplumber
-    stop_daemon pipewire
+    local name
+    for name in "${daemons[@]}"; do
+        stop_daemon "$name"
+    done
 }
 
 inside() { # bare|full COMMAND...
@@ -109,6 +130,12 @@ case "${1:-}" in
     stop_server
     exit
     ;;
+--kill)
+    shift
+    [ $# -gt 0 ] || set -- "${daemons[@]}"
+    kill_daemons "$@"
+    exit
+    ;;
 --inside)
     shift
     inside "$@"
@@ -124,7 +151,7 @@ while true; do
     shift
 done
 if [ $# -eq 0 ]; then
-    sed -n '2,17s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
+    sed -n '2,19s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
     exit 2
 fi
 

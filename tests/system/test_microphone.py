@@ -126,6 +126,28 @@ class MicrophoneTest(SoundCase):
         self.assert_silent("headset", 440)
         self.assert_sound(self.virtual, {440: AMPLITUDE})
 
+    def test_nothing_is_heard_while_the_mode_changes(self):
+        self.say(440)
+        self.use(self.real)
+        microphone = self.output(MICROPHONE)
+        self.order("switchPersonalSynthesizerDevice", self.output("Headset"))
+        self.order("switchStreamingSynthesizerDevice", self.output("Speakers"))
+        self.order("addToPersonalSynthesizer", microphone, checked=True)
+        self.order("addToStreamingSynthesizer", microphone, checked=True)
+        self.assert_sound(self.virtual, {440: AMPLITUDE})
+        mixes = ("headset.monitor", "speakers.monitor")
+        for mode, in_the_mixes in (("StreamerMode", AMPLITUDE), ("NormalMode", 0),
+                                   ("StreamerMode", AMPLITUDE)):
+            with self.subTest(mode=mode):
+                self.client.send("setControlMode", mode=mode)
+                self.client.barrier()
+                for source in (*mixes, self.virtual):
+                    self.assert_sound(source, {440: 0})
+                self.client.send("finishSetControlMode", mode=mode)
+                self.assert_sound(self.virtual, {440: AMPLITUDE})
+                for source in mixes:
+                    self.assert_sound(source, {440: in_the_mixes})
+
     def test_an_unknown_microphone_is_silent_and_the_next_one_is_heard(self):
         self.say(440)
         self.use({"deviceName": "Nobody",

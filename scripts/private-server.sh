@@ -112,6 +112,7 @@ inside() { # bare|full COMMAND...
     local kind=$1 code
     shift
     trap stop_server EXIT
+    trap 'exit 129' HUP
     trap 'exit 130' INT
     trap 'exit 143' TERM
     start_server "$kind" || exit 125
@@ -167,7 +168,9 @@ export XDG_CONFIG_HOME=$PRIVATE_SERVER_DIR/config
 export HOME=$PRIVATE_SERVER_DIR/home
 unset DBUS_SESSION_BUS_ADDRESS PIPEWIRE_REMOTE PIPEWIRE_RUNTIME_DIR PULSE_SERVER PULSE_RUNTIME_PATH
 configure_session_manager
-trap : INT TERM # for what stands behind the command: the folder goes however it ends
+# Ctrl-C reaches everybody here at once. What stands between this shell and the inner one does not
+# end by it, so that the folder stays until the inner shell has ended the server.
+trap '' HUP INT TERM
 isolate=()
 if [ $network = own ]; then
     # The same lock as the tests take that use the machine's own loopback addresses.
@@ -180,7 +183,8 @@ if [ $network = own ]; then
         fi
     done
 fi
-"${isolate[@]}" dbus-run-session -- "$here/private-server.sh" --inside "$kind" "$@"
+"${isolate[@]}" dbus-run-session -- env --default-signal=HUP,INT,TERM \
+    "$here/private-server.sh" --inside "$kind" "$@"
 code=$?
 if [ "${PRIVATE_SERVER_KEEP:-0}" = 1 ]; then
     echo "private-server: kept $PRIVATE_SERVER_DIR" >&2

@@ -3,18 +3,21 @@
 # into the Gaming speaker is heard where it is routed to. Stays until Ctrl-C.
 #
 #   scripts/show-main-job.sh yes|no       with "no", nothing is played or routed
+#
+# QUORVANE_BUILD names the build folder, which is build/release otherwise.
 set -u
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
+build=${QUORVANE_BUILD:-build/release}
 gaming="tavori - Gaming"
 channel="$gaming (tavori Virtual Audio Device)"
 quorvane= tone= folder=$(mktemp -d "${TMPDIR:-/tmp}/quorvane-run-XXXXXX")
 
 step() { printf '\n==> %s\n' "$*"; }
-ctl() { build/release/quorvanectl "$@"; }
+ctl() { "$build/quorvanectl" "$@"; }
 
 finish() {
-    trap - EXIT INT TERM
+    trap - EXIT HUP INT TERM
     [ -z "$tone" ] || kill "$tone" 2>/dev/null
     if [ -n "$quorvane" ] && kill -0 "$quorvane" 2>/dev/null; then
         ctl quit >/dev/null 2>&1 || kill "$quorvane"
@@ -23,7 +26,7 @@ finish() {
     rm -rf "$folder"
 }
 trap finish EXIT
-trap 'echo; step "Ending"; finish; exit 0' INT TERM
+trap 'echo; step "Ending"; finish; exit 0' HUP INT TERM
 
 fail() {
     echo "run: $*" >&2
@@ -42,8 +45,15 @@ listen_to() { # OUTPUT
     scripts/measure-level.py "$(node_of "$1")"
 }
 
+# A stream takes a moment to start.
+await_sound() { # OUTPUT
+    for _ in $(seq 20); do
+        [ "$(scripts/measure-level.py "$(node_of "$1")")" = silence ] || return 0
+    done
+}
+
 await_listening() {
-    for _ in $(seq 100); do
+    for _ in $(seq 300); do
         ctl outputs >/dev/null 2>&1 && return 0
         kill -0 "$quorvane" 2>/dev/null || return 1
         sleep 0.1
@@ -55,7 +65,7 @@ await_listening() {
 ! ctl outputs >/dev/null 2>&1 || fail "port 24925 is taken: end the Quorvane that runs already"
 
 step "Starting Quorvane"
-build/release/Quorvane &
+"$build/Quorvane" &
 quorvane=$!
 await_listening || fail "Quorvane did not come up"
 echo "It listens on port 24925; its log is the newest file in"
@@ -84,7 +94,7 @@ for device in json.load(sys.stdin)["outputDevice"]:
     for target in "${outputs[@]}"; do
         step "quorvanectl route Gaming \"$target\""
         ctl route Gaming "$target" || fail "the route was refused"
-        sleep 1
+        await_sound "$target"
         for output in "${outputs[@]}"; do
             listen_to "$output"
         done
@@ -94,7 +104,7 @@ for device in json.load(sys.stdin)["outputDevice"]:
     tone=
 fi
 
-step "Quorvane runs. Drive it with build/release/quorvanectl; Ctrl-C ends it."
+step "Quorvane runs. Drive it with $build/quorvanectl; Ctrl-C ends it."
 if [ -n "${PRIVATE_SERVER_DIR:-}" ]; then
     echo "To play into it from another terminal: export XDG_RUNTIME_DIR=$XDG_RUNTIME_DIR"
 fi

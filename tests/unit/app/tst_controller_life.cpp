@@ -102,6 +102,29 @@ private slots:
                  qPrintable(visibility.join('\n')));
     }
 
+    void ofSeveralGamingsTheLastIsShown()
+    {
+        ControllerFixture fixture;
+        const Channel &gaming = *channelOfType(tavoriGame);
+        const QString lastGroup = cardGroup(gaming).replace("00000006-0000", "00000006-0001");
+        const QString last = "{0.0.0.00000000}." + lastGroup;
+        simulated::addEndpoint(
+            {.name = gaming.fullName(), .id = last, .state = DEVICE_STATE_DISABLED});
+        simulated::setState(fixture.renderId(tavoriGame), DEVICE_STATE_DISABLED);
+        // There is room for nine. By its key it is the last of the two, by its place the first.
+        simulated::SettingsGroups groups = renderCardGroups();
+        groups.removeIf(
+            [](const auto &entry) { return entry.first == cardGroup(*channelOfType(tavoriAux3)); });
+        const QString path = "{2}.\\\\?\\root#media#0001#{guid}\\" + gaming.renderSuffix;
+        groups.prepend({lastGroup, cardKeys(adapterName, "ROOT\\tavoriVirtualAudioDriver",
+                                            gaming.shortName, path)});
+        setRenderTree(groups);
+        fixture.start();
+        QCOMPARE(stateOf(last), DEVICE_STATE_ACTIVE);
+        QCOMPARE(stateOf(fixture.renderId(tavoriGame)), DEVICE_STATE_DISABLED);
+        QVERIFY(simulated::calls().filter("SetEndpointVisibility").last().contains(last));
+    }
+
     void startOpensFiveChannels()
     {
         ControllerFixture fixture;

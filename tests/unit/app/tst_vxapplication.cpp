@@ -134,6 +134,24 @@ class TestVXApplication : public QObject
 private slots:
     void init() { name = QString("guard-%1").arg(++counter); }
 
+    void signalsAndSlotsStandInOrder()
+    {
+        const QMetaObject &type = VXApplication::staticMetaObject;
+        QStringList declared;
+        for (int index = type.methodOffset(); index < type.methodCount(); ++index) {
+            const QMetaMethod method = type.method(index);
+            declared.append((method.methodType() == QMetaMethod::Signal ? "signal "
+                             : method.access() == QMetaMethod::Private  ? "private slot "
+                                                                        : "public ") +
+                            QString(method.methodSignature()));
+        }
+        QCOMPARE(declared,
+                 QStringList({"signal receivedMessage(QByteArray)", "signal pressedWindow()",
+                              "private slot handleNewConnection()",
+                              "private slot handleClientDisconnected()",
+                              "private slot handleClientReadyRead()"}));
+    }
+
     void firstInstanceListens()
     {
         const LogCapture log;

@@ -16,9 +16,15 @@ quorvane= tone= folder=$(mktemp -d "${TMPDIR:-/tmp}/quorvane-run-XXXXXX")
 step() { printf '\n==> %s\n' "$*"; }
 ctl() { "$build/quorvanectl" "$@"; }
 
+end_tone() {
+    kill "$tone" 2>/dev/null
+    wait "$tone" 2>/dev/null
+    tone=
+}
+
 finish() {
     trap - EXIT HUP INT TERM
-    [ -z "$tone" ] || kill "$tone" 2>/dev/null
+    [ -z "$tone" ] || end_tone
     if [ -n "$quorvane" ] && kill -0 "$quorvane" 2>/dev/null; then
         ctl quit >/dev/null 2>&1 || kill "$quorvane"
         wait "$quorvane"
@@ -99,9 +105,7 @@ for device in json.load(sys.stdin)["outputDevice"]:
             listen_to "$output"
         done
     done
-    kill "$tone" 2>/dev/null
-    wait "$tone" 2>/dev/null
-    tone=
+    end_tone
 fi
 
 step "Quorvane runs. Drive it with $build/quorvanectl; Ctrl-C ends it."

@@ -5,7 +5,10 @@ import math
 import os
 import pathlib
 import subprocess
+import tempfile
 import time
+
+from program import eventually
 
 RATE = 48000
 BUILD = pathlib.Path(os.environ["QUORVANE_BUILD"])
@@ -120,19 +123,49 @@ class Voice(Tone):
         raise AssertionError(f"no link from {output} to {port}")
 
 
+def recorder(source, output):
+    return subprocess.Popen(
+        ["parecord", f"--device={source}", "--raw", "--format=s16le", f"--rate={RATE}",
+         "--channels=2", "--latency-msec=20"], stdout=output)
+
+
+def left_channel(data):
+    """The samples, -1.0 to 1.0, of what a recorder wrote."""
+    return [sample / 32768 for sample in array.array("h", data)[::2]]
+
+
 def record(source, seconds):
     """Records the left channel, -1.0 to 1.0, of a source such as "speakers.monitor"."""
-    recorder = subprocess.Popen(
-        ["parecord", f"--device={source}", "--raw", "--format=s16le", f"--rate={RATE}",
-         "--channels=2", "--latency-msec=20"], stdout=subprocess.PIPE)
+    process = recorder(source, subprocess.PIPE)
     try:
-        recorder.stdout.read(int(RATE * 0.1) * 4)  # the stream's own start
-        data = recorder.stdout.read(int(RATE * seconds) * 4)
+        process.stdout.read(int(RATE * 0.1) * 4)  # the stream's own start
+        data = process.stdout.read(int(RATE * seconds) * 4)
     finally:
-        recorder.terminate()
-        recorder.wait(60)
-        recorder.stdout.close()
-    return [sample / 32768 for sample in array.array("h", data)[::2]]
+        process.terminate()
+        process.wait(60)
+        process.stdout.close()
+    return left_channel(data)
+
+
+class Recording:
+    """Everything that sounds at a source while it stands; its `samples` are there afterwards."""
+
+    def __init__(self, source):
+        self.samples = []
+        self.file = tempfile.TemporaryFile()
+        self.process = recorder(source, self.file)
+        eventually(lambda: os.fstat(self.file.fileno()).st_size > RATE * 0.1 * 4, what="a recording")
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait(60)
+        self.file.seek(0)
+        data = self.file.read()
+        self.file.close()
+        self.samples = left_channel(data[:len(data) // 4 * 4])
 
 
 def amplitude_of(samples, hertz):

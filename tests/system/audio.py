@@ -53,6 +53,12 @@ def unload_if_there(module):
     subprocess.run(["pactl", "unload-module", module], capture_output=True, timeout=60)
 
 
+def keep_defaults(test):
+    """Puts the default sink and source back when the test is over."""
+    for kind in ("sink", "source"):
+        test.addCleanup(pactl, f"set-default-{kind}", pactl(f"get-default-{kind}").strip())
+
+
 def tone_file(folder, hertz, amplitude):
     path = pathlib.Path(folder) / f"tone-{hertz}-{amplitude}.wav"
     if not path.exists():

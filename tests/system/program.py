@@ -64,7 +64,8 @@ class Client:
     def send_text(self, text):
         self._run(self.socket.send(text))
 
-    def _receive(self, seconds):
+    def receive(self, seconds):
+        """The next event; None if there is none for so long."""
         try:
             return json.loads(self._run(self.socket.recv(), seconds))
         except asyncio.TimeoutError:
@@ -82,7 +83,7 @@ class Client:
                 return self.events.pop(index).get("payload")
         deadline = time.monotonic() + seconds
         while (left := deadline - time.monotonic()) > 0:
-            document = self._receive(left)
+            document = self.receive(left)
             if document is None:
                 break
             if matches(document):
@@ -93,7 +94,7 @@ class Client:
     def settle(self, quiet=0.4):
         """Waits until nothing has come for a moment, and gives the events since the last look."""
         self.barrier()
-        while (document := self._receive(quiet)) is not None:
+        while (document := self.receive(quiet)) is not None:
             self.events.append(document)
         events, self.events = self.events, []
         return events
@@ -106,7 +107,7 @@ class Client:
     def drop_events(self):
         """Reads what has come so far, and forgets it."""
         while self.socket.messages:
-            self._receive(1)
+            self.receive(1)
         self.loop.run_until_complete(asyncio.sleep(0))
         self.events.clear()
 

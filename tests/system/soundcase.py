@@ -25,6 +25,7 @@ class SoundCase(unittest.TestCase):
     """Every endpoint starts at full level. Endpoints go by their display names."""
 
     def setUp(self):
+        audio.keep_defaults(self)
         self.folder = tempfile.mkdtemp(prefix="quorvane-")
         self.program = self.start_program(self.folder)
         self.client = Client()

@@ -8,6 +8,7 @@ from program import Client, Program, eventually, full_name
 
 class EndpointTest(unittest.TestCase):
     def setUp(self):
+        audio.keep_defaults(self)
         self.program = Program(tempfile.mkdtemp(prefix="quorvane-"))
         self.client = Client()
         self.client.await_endpoints()
@@ -103,12 +104,20 @@ class EndpointTest(unittest.TestCase):
                                    "deviceMute": False})
 
     def test_two_clients(self):
+        def handled():
+            return self.program.log().count("onGetDeviceVolume() : end")
         with Client() as second:
             second.barrier()
             self.client.send("getDeviceVolume", deviceName="x", deviceID="y")
             second.wait_for("didReceiveDeviceVolume", deviceName="x")
+            eventually(lambda: handled() == 1, what="the order's end")
+        # The older client is obeyed when the newer one has left, but not answered.
+        self.client.events.clear()
         self.client.send("getDeviceVolume", deviceName="x", deviceID="y")
-        self.program.await_log("onGetDeviceVolume() : end")
+        eventually(lambda: handled() == 2, what="the second order's end")
+        with Client() as third:
+            third.barrier()
+            self.assertIsNone(self.client.receive(0.4))
 
     def test_endpoints_by_the_hundred(self):
         for round_ in range(10):

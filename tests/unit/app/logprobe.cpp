@@ -146,6 +146,7 @@ void logTurnByTurn()
 
 void logAndLeave()
 {
+    drainLog();
     for (int i = 0; i < 20000; ++i)
         qInfo() << "line" << i << "end";
 }

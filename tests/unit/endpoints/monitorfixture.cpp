@@ -1,5 +1,7 @@
 #include "tests/unit/endpoints/monitorfixture.h"
 
+#include "tests/support/waitwatch.h"
+
 #include <QSemaphore>
 #include <QTimer>
 
@@ -93,10 +95,16 @@ void MonitorFixture::stop()
 
 void LockProbe::look()
 {
-    readers.push_back(
-        std::async(std::launch::async, [this] { return monitor.isOutputDevice(unknownID); }));
-    // A lock that is held stays held until the look is over; one that is free is got at once.
-    const auto bound = std::chrono::milliseconds(300);
+    auto watch = std::make_shared<WaitWatch>();
+    readers.push_back(std::async(std::launch::async, [this, watch] {
+        watch->begin();
+        return monitor.isOutputDevice(unknownID);
+    }));
+    // A lock that is held stays held until the look is over, and its reader sleeps; one that is
+    // free is got at some time.
+    if (expected == Held)
+        (void)watch->waitUntilAsleep();
+    const auto bound = std::chrono::seconds(expected == Held ? 0 : 30);
     found.append(readers.back().wait_for(bound) == std::future_status::ready);
 }
 

@@ -66,7 +66,16 @@ public:
 class LockProbe
 {
 public:
-    explicit LockProbe(SystemSoundMonitor &monitor) : monitor(monitor) {}
+    enum Expected
+    {
+        Free,
+        Held
+    };
+
+    /// What is expected tells which answer to wait for.
+    LockProbe(SystemSoundMonitor &monitor, Expected expected) : monitor(monitor), expected(expected)
+    {
+    }
 
     /// Looks now.
     void look();
@@ -77,6 +86,7 @@ public:
 
 private:
     SystemSoundMonitor &monitor;
+    const Expected expected;
     QList<bool> found;
     std::vector<std::future<bool>> readers;
     std::shared_ptr<bool> alive = std::make_shared<bool>(true);

@@ -128,7 +128,7 @@ void TestSystemSoundMonitorLifecycle::startsWithoutAThread()
 void TestSystemSoundMonitorLifecycle::endsInOrder()
 {
     SystemSoundMonitor &monitor = system->startQuietly();
-    LockProbe probe(monitor);
+    LockProbe probe(monitor, LockProbe::Free);
     probe.lookDuring("IMMDeviceEnumerator::UnregisterEndpointNotificationCallback");
     const QPointer<QThread> worker = monitor.thread();
     system->stop();

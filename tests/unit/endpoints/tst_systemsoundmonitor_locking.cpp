@@ -55,7 +55,7 @@ void TestSystemSoundMonitorLocking::theListIsLockedDuringOperations()
     QFETCH(QString, call);
     SystemSoundMonitor &monitor = system->startQuietly();
     const QString &id = system->headset;
-    LockProbe probe(monitor);
+    LockProbe probe(monitor, LockProbe::Held);
     probe.lookDuring(call);
     if (operation == "list")
         static_cast<void>(monitor.getInputDeviceInfos());
@@ -88,7 +88,7 @@ void TestSystemSoundMonitorLocking::theListIsLockedWhileAnUnchangedLevelIsTold()
 {
     // Without a thread of its own the monitor raises the signal from within the operation.
     SystemSoundMonitor &monitor = system->start(false);
-    LockProbe probe(monitor);
+    LockProbe probe(monitor, LockProbe::Held);
     connect(&monitor, &SystemSoundMonitor::sigDeviceStateChanged, this, [&] { probe.look(); });
     QVERIFY(monitor.setDeviceVolume(system->headset, 100, true));
     QCOMPARE(probe.free(), QList<bool>({false}));
@@ -99,7 +99,7 @@ void TestSystemSoundMonitorLocking::theListIsLockedWhileAnUnchangedLevelIsTold()
 void TestSystemSoundMonitorLocking::theListIsFreeDuringDefaultLookUps()
 {
     SystemSoundMonitor &monitor = system->startQuietly();
-    LockProbe probe(monitor);
+    LockProbe probe(monitor, LockProbe::Free);
     probe.lookDuring("IMMDeviceEnumerator::GetDefaultAudioEndpoint");
     probe.lookDuring("IMMDevice::OpenPropertyStore");
     QCOMPARE(monitor.getDefaultOutputDeviceInfo()["deviceID"].toString(), system->speakers);

@@ -239,7 +239,7 @@ void TestSystemSoundMonitorPolicy::theChangeComesBackAsANotification()
 void TestSystemSoundMonitorPolicy::takesNoLock()
 {
     SystemSoundMonitor &monitor = system->startQuietly();
-    LockProbe probe(monitor);
+    LockProbe probe(monitor, LockProbe::Free);
     probe.lookDuring("IPolicyConfig::SetEndpointVisibility");
     probe.lookDuring("IPolicyConfig::SetDefaultEndpoint");
     probe.lookDuring("IMMDeviceEnumerator::GetDefaultAudioEndpoint");

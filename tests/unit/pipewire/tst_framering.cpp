@@ -1,5 +1,6 @@
 // The ring of a speaker: what readers get, and that the writer never waits for them.
 #include "platform/pipewire/framering.h"
+#include "tests/support/waitwatch.h"
 
 #include <QTest>
 
@@ -96,11 +97,13 @@ private slots:
     {
         const std::atomic<bool> never{false};
         const uint64_t position = ring->end();
-        std::thread writer([this] {
-            QTest::qSleep(20);
+        WaitWatch reader;
+        std::thread writer([&] {
+            (void)reader.waitUntilAsleep();
             write(*ring, 0, 1);
         });
         // An hour: only the frame can end it in time.
+        reader.begin();
         ring->wait(position, never, std::chrono::hours(1));
         writer.join();
         QCOMPARE(ring->end(), position + 1);
@@ -109,14 +112,34 @@ private slots:
     void waitEndsWhenCancelled()
     {
         std::atomic<bool> cancelled{false};
+        WaitWatch reader;
         std::thread canceller([&] {
-            QTest::qSleep(20);
+            (void)reader.waitUntilAsleep();
             cancelled = true;
             ring->wake();
         });
+        reader.begin();
         ring->wait(ring->end(), cancelled, std::chrono::hours(1));
         canceller.join();
         QVERIFY(cancelled);
+    }
+
+    // Whether the wait has begun by then or not.
+    void aCancelIsNeverMissed()
+    {
+        for (int i = 0; i < 2000; ++i) {
+            std::atomic<bool> cancelled{false};
+            std::atomic<bool> begins{false};
+            std::thread canceller([&] {
+                while (!begins)
+                    ;
+                cancelled = true;
+                ring->wake();
+            });
+            begins = true;
+            ring->wait(ring->end(), cancelled, std::chrono::hours(1));
+            canceller.join();
+        }
     }
 
     void waitEndsWithTheTime()

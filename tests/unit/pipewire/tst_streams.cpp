@@ -333,25 +333,27 @@ private slots:
                               {"-n", "settings", "0", "clock.force-quantum", "8192"}); // 171 ms
         Stream stream(speakersTarget);
         QCOMPARE(stream.open(), S_OK);
+        // One that always has sound is called once in each cycle.
+        Stream other(speakersTarget);
+        QCOMPARE(other.open(), S_OK);
+        const RenderLoop cycles(other, fillSquare);
         std::atomic<bool> isSilent{false};
-        std::atomic<int> again{0};       // calls so soon after the last that the cycle is the same
-        std::atomic<int> oncesInARow{0}; // calls since the last of those
-        QElapsedTimer sinceLast;
         const RenderLoop loop(stream, [&](BYTE *data, UINT32 frames) -> DWORD {
-            const bool isSoon = sinceLast.isValid() && sinceLast.elapsed() < 100;
-            sinceLast.start();
-            again += isSoon;
-            oncesInARow = isSoon ? 0 : oncesInARow + 1;
             fillSquare(data, frames);
             return isSilent ? AUDCLNT_BUFFERFLAGS_SILENT : 0;
         });
+        const auto callsInTwelveCycles = [&] {
+            const int before = loop.rounds();
+            const int end = cycles.rounds() + 12;
+            (void)QTest::qWaitFor([&] { return cycles.rounds() >= end; }, longestWait);
+            return loop.rounds() - before;
+        };
         UINT32 size = 0;
         QTRY_VERIFY(SUCCEEDED(stream.client->GetBufferSize(&size)) && size == 2 * 8192);
-        QTRY_VERIFY_WITH_TIMEOUT(oncesInARow >= 6, longestWait);
-        again = 0;
+        QVERIFY(QTest::qWaitFor([&] { return callsInTwelveCycles() <= 13; }, 60'000));
         isSilent = true;
-        QTRY_VERIFY_WITH_TIMEOUT(again >= 6, longestWait);
-        QTRY_VERIFY_WITH_TIMEOUT(oncesInARow >= 12, longestWait);
+        QVERIFY(QTest::qWaitFor([&] { return callsInTwelveCycles() >= 20; }, 60'000));
+        QVERIFY(QTest::qWaitFor([&] { return callsInTwelveCycles() <= 13; }, 60'000));
         servertools::succeeds("pw-metadata", {"-n", "settings", "0", "clock.force-quantum", "0"});
     }
 

@@ -2,6 +2,7 @@
 #include "platform/posix/events.h"
 #include "platform/posix/lasterror.h"
 #include "platform/vocabulary/kernel.h"
+#include "tests/support/waitwatch.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -177,14 +178,17 @@ void TestEvents::closeWakesEveryWaiter()
     constexpr int waiters = 4;
     const HANDLE event = posix::createEvent(manual, false);
     std::atomic<int> failed{0};
+    std::array<WaitWatch, waiters> watches;
     std::vector<std::thread> threads;
-    for (int waiter = 0; waiter < waiters; ++waiter) {
+    for (WaitWatch &watch : watches) {
         threads.emplace_back([&] {
+            watch.begin();
             if (waitFor(event, bound) == WAIT_FAILED && posix::lastError() == ERROR_INVALID_HANDLE)
                 ++failed;
         });
     }
-    QTest::qWait(20); // most waits have begun; those that have not fail as well
+    for (const WaitWatch &watch : watches)
+        QVERIFY(watch.waitUntilAsleep());
     QVERIFY(posix::closeHandle(event));
     for (std::thread &thread : threads)
         thread.join();

@@ -3,6 +3,7 @@
 #include "supervision/memorycheck.h"
 #include "supervision/memorycheckworker.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/waitwatch.h"
 
 #include <QSemaphore>
 #include <QTest>
@@ -196,9 +197,12 @@ private slots:
         QMetaObject::invokeMethod(&fixture.timer(), "timeout");
         QVERIFY(inside.tryAcquire(1, patience));
         simulated::clearCalls();
-        std::thread adder([&] { fixture.trimmer->addMonitorProcess(player); });
-        // It has no way to tell that it waits; that it has not opened anything yet is all.
-        QTest::qWait(100);
+        WaitWatch watch;
+        std::thread adder([&] {
+            watch.begin();
+            fixture.trimmer->addMonitorProcess(player);
+        });
+        (void)watch.waitUntilAsleep();
         const QStringList meanwhile = simulated::calls();
         goOn.release();
         adder.join();
@@ -235,10 +239,12 @@ private slots:
         simulated::onCall("CloseHandle", [&] { isClosedMeanwhile = isTrimming.load(); });
         QMetaObject::invokeMethod(&fixture.timer(), "timeout");
         QVERIFY(inside.tryAcquire(1, patience));
+        WaitWatch watch;
         std::thread helper([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            (void)watch.waitUntilAsleep();
             goOn.release();
         });
+        watch.begin();
         fixture.trimmer.reset();
         helper.join();
         QCOMPARE(simulated::countCalls(closed(editor)), 1);

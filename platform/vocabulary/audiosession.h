@@ -3,7 +3,8 @@
 
 #include "platform/vocabulary/unknown.h"
 
-enum AudioSessionState
+/// Of fixed width: a system may answer something else, too.
+enum AudioSessionState : int
 {
     AudioSessionStateInactive,
     AudioSessionStateActive,

@@ -160,7 +160,8 @@ class Recording:
         self.samples = []
         self.file = tempfile.TemporaryFile()
         self.process = recorder(source, self.file)
-        eventually(lambda: os.fstat(self.file.fileno()).st_size > RATE * 0.1 * 4, what="a recording")
+        eventually(lambda: os.fstat(self.file.fileno()).st_size > RATE * 0.1 * 4,
+                   what="a recording")
 
     def __enter__(self):
         return self

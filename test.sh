@@ -5,7 +5,7 @@
 #   ./test.sh [CHECK...]     with CHECK one of: release asan tsan windows wine style tidy
 #
 # Without a word, all but tidy; and wine only where its Qt for Windows is there, or where CI is set:
-# to build one takes about a quarter of an hour, once.
+# to build one takes about twenty minutes, once.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 

@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
-# Builds what the tests for Windows need of Qt's base module with MinGW, from Debian's source of the
-# version that is installed, into a cache outside the source tree; costs nothing when it is there.
+# Builds Qt's base module for Windows with MinGW, from Debian's source of the version that is
+# installed, into a cache outside the source tree; costs nothing when it is there.
 #
-#   scripts/windows/build-qt.sh              Core and Test
+#   scripts/windows/build-qt.sh              build it
 #   scripts/windows/build-qt.sh --folder     where it is or would be
 #
-# A Qt to ship with has more: the preset "windows" takes an installed one.
+# The program itself needs a Qt with WebSockets: the preset "windows" takes an installed one.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/source.sh"
 
-# What no test uses is what the build's time would go to.
+# What the program does not use is what the build's time would go to.
 off=(
-    gui network sql dbus xml concurrent printsupport
+    sql dbus printsupport opengl dynamicgl vulkan tabletevent
     icu glib zstd brotli gssapi libproxy ssl openssl schannel valgrind
     system_zlib system_pcre2 system_doubleconversion system_libb2
     pkg_config separate_debug_info

@@ -33,6 +33,8 @@ case $1 in
     # will do.
     "$WINESERVER" --persistent >/dev/null 2>&1 </dev/null || true
     "$wine" wineboot --init >/dev/null 2>&1 </dev/null
+    # Windows can be made where no screen is.
+    "$wine" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1 </dev/null
     # The desktop: the first program that needs it would start it, and it would keep that program's
     # output open until the last one has ended.
     "$wine" explorer /desktop >/dev/null 2>&1 </dev/null &

@@ -20,7 +20,8 @@ def check(folder):
     (program,) = (folder / "unpacked").rglob(PROGRAM)
     beside = sorted(path.name for path in program.parent.iterdir())
     print(package.name, *beside)
-    assert "Qt6Core.dll" in beside and "libstdc++-6.dll" in beside, beside
+    assert {"Qt6Core.dll", "Qt6Widgets.dll", "libstdc++-6.dll"} <= set(beside), beside
+    assert (program.parent / "platforms" / "qwindows.dll").is_file()
     assert not [name for name in beside if name.lower() == "kernel32.dll"], beside
     # No other folder of DLLs is in reach. A program without a console has nowhere to write to but a
     # file.

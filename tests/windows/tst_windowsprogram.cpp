@@ -1,6 +1,7 @@
 // What Windows is told of a program that is made as Quorvane is: this one.
-#include <QFileInfo>
+#include <QGuiApplication>
 #include <QTest>
+#include <QWidget>
 
 #include <windows.h>
 
@@ -13,6 +14,7 @@ private slots:
     void noConsole();
     void manifest_data();
     void manifest();
+    void window();
 };
 
 void TestWindowsProgram::versionResource()
@@ -48,6 +50,16 @@ void TestWindowsProgram::manifest()
     const QByteArray found(static_cast<const char *>(LockResource(block)),
                            qsizetype(SizeofResource(nullptr, place)));
     QVERIFY2(found.contains(words), found);
+}
+
+// Qt loads what draws it by itself, from a folder beside the program.
+void TestWindowsProgram::window()
+{
+    QCOMPARE(QGuiApplication::platformName(), QStringLiteral("windows"));
+    QWidget window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(IsWindowVisible(reinterpret_cast<HWND>(window.winId())));
 }
 
 QTEST_MAIN(TestWindowsProgram)

@@ -239,8 +239,9 @@ private slots:
     {
         const LogCapture log;
         onDumpCallBack("/data/dumps//0123-4567");
+        const QString path = QDir::toNativeSeparators("/data/dumps//0123-4567.dmp");
         const QStringList expected{
-            R"(Critical: Software dump callback!!! "/data/dumps//0123-4567.dmp")",
+            "Critical: Software dump callback!!! \"" + QString(path).replace("\\", "\\\\") + '"',
             "Info: Freeing application resources...",
         };
         QCOMPARE(log.lines(), expected);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <thread>
 
 namespace
 {
@@ -89,12 +90,17 @@ void Connection::prepareThreads()
     pw_loop_signal_event(messageLoop(), beginEvent);
     if (!context)
         return; // libpipewire's own files are missing: there is no server for us, ever
-    const auto onDataThread = [](spa_loop *, bool, uint32_t, const void *, size_t, void *) {
+    // Until the data thread has entered its loop, the caller executes what it invokes there.
+    std::thread::id caller = std::this_thread::get_id();
+    const auto onDataThread = [](spa_loop *, bool, uint32_t, const void *, size_t, void *caller) {
+        if (std::this_thread::get_id() == *static_cast<const std::thread::id *>(caller))
+            return -EAGAIN;
         SignalStack::provide();
         return 0;
     };
-    pw_data_loop_invoke(pw_context_get_data_loop(context), onDataThread, 0, nullptr, 0, true,
-                        nullptr);
+    while (pw_data_loop_invoke(pw_context_get_data_loop(context), onDataThread, 0, nullptr, 0, true,
+                               &caller) == -EAGAIN)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 void Connection::addObserver(ConnectionObserver *observer)

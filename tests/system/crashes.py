@@ -1,4 +1,5 @@
 """Crashing threads of the program from outside, and reading what its dumps say."""
+import contextlib
 import ctypes
 import os
 import pathlib
@@ -68,6 +69,14 @@ class CrashingProgram(Program):
 
     def crash(self, thread, action):
         signal_thread(self.process.pid, thread, SIGNALS[action])
+
+    def crash_one(self, choose_thread, action):
+        """Chooses a thread, again if it ends meanwhile, and crashes it; the thread."""
+        while True:
+            thread = choose_thread(self)
+            with contextlib.suppress(ProcessLookupError):
+                self.crash(thread, action)
+                return thread
 
     def dumps(self):
         return sorted((self.data / "tavori/Quorvane/dumps").glob("*.dmp"))

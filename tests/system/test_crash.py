@@ -1,4 +1,5 @@
 """Crashes of the running program: each leaves a dump that tells where it happened."""
+import contextlib
 import pathlib
 import re
 import shutil
@@ -13,6 +14,8 @@ from program import BUILD, Client, Program, eventually
 
 END_SECONDS = 30
 LONGEST_WRITING = 20
+QUESTION = "report the signal stack"
+LEAST_STACK = 16384  # bytes
 ENDS = {"crash_by_null_write": signal.SIGSEGV, "crash_by_abort": signal.SIGABRT,
         "crash_by_stack_overflow": signal.SIGSEGV, "crash_holding_the_log": signal.SIGSEGV,
         "crash_holding_the_heap": signal.SIGSEGV}
@@ -22,6 +25,56 @@ def library(name):
     """The file that the program has loaded under this name."""
     found = subprocess.run(["ldd", BUILD / "Quorvane"], capture_output=True, text=True, check=True)
     return re.search(rf"{re.escape(name)} => (\S+)", found.stdout).group(1)
+
+
+class RunningThreads:
+    """What the threads of the program, but for some libraries', have for a crash."""
+
+    def __init__(self, program, report):
+        self.program = program
+        self.report = report
+        self.count = 0  # of those that answer
+        self.silent = set()  # names of those that no question reaches
+        self.lacking = set()  # names of those that could not leave a dump
+
+    def can_crash(self):
+        """Looks at all of them anew."""
+        pid = self.program.process.pid
+        self.lacking = set()
+        self.silent = set()
+        asked = {}
+        for thread, name in threads(pid).items():
+            if self.is_of_a_library(name):
+                continue
+            with contextlib.suppress(FileNotFoundError, ProcessLookupError):  # ended meanwhile
+                blocked = blocked_signals(pid, thread)
+                if blocked & set(FAULTS):
+                    self.lacking.add(name)
+                elif SIGNALS[QUESTION] in blocked:
+                    self.silent.add(name)
+                else:
+                    self.program.crash(thread, QUESTION)
+                    asked[thread] = name
+        self.count = len(asked)
+        sizes = eventually(lambda: self.answers(asked), what="the threads' answers")
+        self.lacking |= {asked[thread] for thread in sizes if sizes[thread] < LEAST_STACK}
+        return not self.lacking
+
+    def answers(self, asked):
+        """The sizes of the signal stacks of those that still run; None while some are missing."""
+        lines = self.report.read_text() if self.report.exists() else ""
+        sizes = {int(thread): int(size) for thread, size in re.findall(r"(\d+) (\d+)\n", lines)}
+        running = set(asked) & set(threads(self.program.process.pid))
+        if not running <= set(sizes):
+            return None
+        return {thread: sizes[thread] for thread in running}
+
+    def __str__(self):
+        return f"what a crash needs in the threads {sorted(self.lacking)}"
+
+    @staticmethod
+    def is_of_a_library(name):
+        return name in ("QDBusConnection",)
 
 
 class CrashTest(unittest.TestCase):
@@ -80,8 +133,7 @@ class CrashTest(unittest.TestCase):
 
     def check_crash(self, action, choose_thread):
         program = self.start(self.folder)
-        thread = choose_thread(program)
-        program.crash(thread, action)
+        thread = program.crash_one(choose_thread, action)
         self.assert_leaves_dump(program, action, thread, ENDS[action])
 
     def test_null_write_in_main_thread(self):
@@ -125,8 +177,7 @@ class CrashTest(unittest.TestCase):
         program = self.start(self.folder, library=HEAP_CRASH)
         with Client() as client:
             client.barrier()
-            thread = choose_thread(program)
-            program.crash(thread, "crash_holding_the_heap")
+            thread = program.crash_one(choose_thread, "crash_holding_the_heap")
             client.send("quitApp")  # every thread logs its end, and allocates for it
             self.assert_leaves_dump(program, "crash_holding_the_heap", thread)
         self.assertNotIn("Software dump callback", program.log())
@@ -186,8 +237,15 @@ class CrashTest(unittest.TestCase):
         self.assertEqual(len(program.dumps()), 2)
 
     def test_every_thread_of_ours_can_crash(self):
+        self.check_every_thread({})
+
+    def test_every_thread_that_begins_late_can_crash(self):
+        self.check_every_thread({"CRASHES_MOMENT": "late threads"})
+
+    def check_every_thread(self, environment):
         report = pathlib.Path(self.folder) / "stacks"
-        program = self.start(self.folder, environment={"CRASHES_REPORT": str(report)})
+        program = self.start(self.folder,
+                             environment={"CRASHES_REPORT": str(report), **environment})
         with program, Client() as client:
             client.await_endpoints()
             client.send("openHidDevice", VID=1, PID=1)  # wakes a thread of the pool
@@ -196,29 +254,11 @@ class CrashTest(unittest.TestCase):
                         deviceID=client.inputs()["Real microphone"]["deviceID"],
                         deviceName="Real microphone")
             client.barrier()
-            pid = program.process.pid
-            found = {thread: name for thread, name in threads(pid).items()
-                     if not self.is_of_a_library(name)}
-            for thread, name in found.items():
-                self.assertEqual(blocked_signals(pid, thread) & set(FAULTS), set(), name)
-            asked = {thread for thread in found
-                     if SIGNALS["report the signal stack"] not in blocked_signals(pid, thread)}
-            for thread in asked:
-                program.crash(thread, "report the signal stack")
-            sizes = eventually(lambda: self.reported(report, asked), what="the threads' answers")
-            self.assertEqual([found[thread] for thread in asked if sizes[thread] < 16384], [])
-            self.assertEqual({found[thread] for thread in set(found) - asked}, {"endpoints"})
-            self.assertGreater(len(asked), 15)
-
-    @staticmethod
-    def is_of_a_library(name):
-        return name in ("QDBusConnection",)
-
-    @staticmethod
-    def reported(file, asked):
-        lines = file.read_text().splitlines() if file.exists() else []
-        sizes = {int(thread): int(size) for thread, size in map(str.split, lines)}
-        return sizes if asked <= set(sizes) else None
+            # A thread that has not begun yet has not got what it needs either.
+            threads_of_ours = RunningThreads(program, report)
+            eventually(threads_of_ours.can_crash, what=threads_of_ours)
+            self.assertEqual(threads_of_ours.silent, {"endpoints"})
+            self.assertGreater(threads_of_ours.count, 15)
 
 
 if __name__ == "__main__":

@@ -118,6 +118,31 @@ bool isMoment(const char *name)
     return moment && std::strcmp(moment, name) == 0;
 }
 
+struct Beginning
+{
+    void *(*function)(void *);
+    void *argument;
+};
+
+/// The calling thread has begun late, and has not told anybody yet.
+thread_local bool isYoung = false;
+
+/// Lets the others go on for a while.
+void nap()
+{
+    constexpr timespec aWhile{0, 50'000'000};
+    nanosleep(&aWhile, nullptr);
+}
+
+void *beginLate(void *data)
+{
+    const Beginning beginning = *static_cast<Beginning *>(data);
+    delete static_cast<Beginning *>(data);
+    isYoung = true;
+    nap();
+    return beginning.function(beginning.argument);
+}
+
 /// Waits in the kernel for a child that does nothing: no signal but SIGKILL reaches the thread.
 void *waitForAChild(void *)
 {
@@ -148,6 +173,33 @@ void *waitForAChild(void *)
 }
 
 } // namespace
+
+/// A thread that is waited for until it says that it runs is late after that, too.
+TELLING int pthread_mutex_unlock(pthread_mutex_t *mutex)
+{
+    using Unlock = decltype(&pthread_mutex_unlock);
+    static const auto real = reinterpret_cast<Unlock>(dlsym(RTLD_NEXT, "pthread_mutex_unlock"));
+    const int result = real(mutex);
+    if (isYoung) {
+        isYoung = false;
+        nap();
+    }
+    return result;
+}
+
+TELLING int pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                           void *(*function)(void *), void *argument)
+{
+    using Create = decltype(&pthread_create);
+    static const auto real = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
+    if (!isMoment("late threads"))
+        return real(thread, attributes, function, argument);
+    auto *beginning = new Beginning{function, argument};
+    const int result = real(thread, attributes, &beginLate, beginning);
+    if (result != 0)
+        delete beginning;
+    return result;
+}
 
 /// The application object looks for its platform's plug-in before anything else of it stands.
 TELLING void *dlopen(const char *path, int flags)

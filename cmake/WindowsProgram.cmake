@@ -44,6 +44,10 @@ function(quorvane_windows_package target)
             set(CMAKE_GET_RUNTIME_DEPENDENCIES_COMMAND \"${CMAKE_OBJDUMP}\")")
     endif()
     install(TARGETS ${target} RUNTIME DESTINATION .)
+    # Those of Microsoft's compiler, which stand among the system's where it is installed; of others,
+    # none.
+    set(CMAKE_INSTALL_SYSTEM_RUNTIME_DESTINATION .)
+    include(InstallRequiredSystemLibraries)
     # Those of CMake's own targets are known; the search for the others takes all names for lower
     # case, and would miss them where that matters.
     install(FILES $<TARGET_RUNTIME_DLLS:${target}> DESTINATION .)

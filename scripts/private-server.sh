@@ -156,6 +156,23 @@ if [ $# -eq 0 ]; then
     exit 2
 fi
 
+isolate=()
+if [ $network = own ]; then
+    for options in --net "--map-root-user --net"; do
+        # shellcheck disable=SC2086
+        if unshare $options ip link set lo up 2>/dev/null; then
+            isolate=(unshare $options sh -c 'ip link set lo up && exec "$@"' sh)
+            break
+        fi
+    done
+    if [ ${#isolate[@]} -eq 0 ]; then
+        # The same lock as the tests take that use the machine's own loopback addresses; held until
+        # the last process in here has ended.
+        exec {turn}>/tmp/quorvane-port24925.lock
+        flock "$turn"
+    fi
+fi
+
 PRIVATE_SERVER_DIR=$(mktemp -d "${TMPDIR:-/tmp}/private-server-XXXXXX") || exit 125
 export PRIVATE_SERVER_DIR
 for folder in run data state config home tmp; do
@@ -171,18 +188,6 @@ configure_session_manager
 # Ctrl-C reaches everybody here at once. What stands between this shell and the inner one does not
 # end by it, so that the folder stays until the inner shell has ended the server.
 trap '' HUP INT TERM
-isolate=()
-if [ $network = own ]; then
-    # The same lock as the tests take that use the machine's own loopback addresses.
-    isolate=(flock /tmp/quorvane-port24925.lock)
-    for options in --net "--map-root-user --net"; do
-        # shellcheck disable=SC2086
-        if unshare $options ip link set lo up 2>/dev/null; then
-            isolate=(unshare $options sh -c 'ip link set lo up && exec "$@"' sh)
-            break
-        fi
-    done
-fi
 "${isolate[@]}" dbus-run-session -- env --default-signal=HUP,INT,TERM \
     "$here/private-server.sh" --inside "$kind" "$@"
 code=$?

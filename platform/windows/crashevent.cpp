@@ -5,6 +5,8 @@
 namespace
 {
 
+constexpr DWORD retryMs = 1000;
+
 [[nodiscard]] bool isSignalledWithin(std::intptr_t event, DWORD milliseconds) noexcept
 {
     // It resets itself.
@@ -25,8 +27,9 @@ void CrashEvent::signal() noexcept
 
 void CrashEvent::await() noexcept
 {
-    while (!isSignalledWithin(event, INFINITE)) {
-    }
+    // A wait that fails, for want of an event, must not spin.
+    while (!isSignalledWithin(event, INFINITE))
+        Sleep(retryMs);
 }
 
 bool CrashEvent::awaitWithin(std::chrono::milliseconds bound) noexcept

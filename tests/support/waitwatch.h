@@ -11,8 +11,9 @@
 #include <unistd.h>
 #endif
 
-/// One thread's way into a wait. It may still be taken for waiting where it only paused, so that no
-/// test can be red by it: what must not happen during the wait is looked for after it.
+/// One thread's way into a wait. It may still be taken for waiting where it only paused: a test
+/// looks after the watch for what must not have happened, and is not red for what has not happened
+/// yet.
 class WaitWatch
 {
 public:

@@ -40,6 +40,7 @@ class RunningThreads:
     def can_crash(self):
         """Looks at all of them anew."""
         pid = self.program.process.pid
+        self.report.unlink(missing_ok=True)
         self.lacking = set()
         self.silent = set()
         asked = {}

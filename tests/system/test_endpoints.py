@@ -106,6 +106,7 @@ class EndpointTest(unittest.TestCase):
     def test_two_clients(self):
         def handled():
             return self.program.log().count("onGetDeviceVolume() : end")
+        self.client.settle()
         with Client() as second:
             second.barrier()
             self.client.send("getDeviceVolume", deviceName="x", deviceID="y")

@@ -4,6 +4,7 @@
 namespace
 {
 constexpr DWORD packetBoundMs = 30000;
+constexpr DWORD notificationBoundMs = 2000; // there is none to wait for where Wine is as told
 
 // Sinks that nobody needs to keep: they live as long as the program.
 template <typename Interface>
@@ -36,7 +37,12 @@ struct EndpointSink final : public Sink<IMMNotificationClient>
 
 struct LevelSink final : public Sink<IAudioEndpointVolumeCallback>
 {
-    HRESULT STDMETHODCALLTYPE OnNotify(PAUDIO_VOLUME_NOTIFICATION_DATA) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE OnNotify(PAUDIO_VOLUME_NOTIFICATION_DATA) override
+    {
+        SetEvent(called);
+        return S_OK;
+    }
+    const HANDLE called = CreateEventW(nullptr, FALSE, FALSE, nullptr);
 };
 
 struct SessionSink final : public Sink<IAudioSessionNotification>
@@ -61,24 +67,37 @@ struct SessionEvents final : public Sink<IAudioSessionEvents>
     }
 };
 
+ComPtr<IAudioEndpointVolume> volumeOf(IMMDevice *device)
+{
+    ComPtr<IAudioEndpointVolume> volume;
+    tell("IMMDevice::Activate IAudioEndpointVolume",
+         device->Activate(IID_IAudioEndpointVolume, CLSCTX_ALL, nullptr, volume.receiveVoid()));
+    return volume;
+}
+
+/// Of an endpoint that somebody else has set to half its level.
 void askVolume(IMMDevice *device)
 {
     static LevelSink sink;
-    ComPtr<IAudioEndpointVolume> volume;
-    if (!tell(
-            "IMMDevice::Activate IAudioEndpointVolume",
-            device->Activate(IID_IAudioEndpointVolume, CLSCTX_ALL, nullptr, volume.receiveVoid())))
+    const ComPtr<IAudioEndpointVolume> volume = volumeOf(device);
+    const ComPtr<IAudioEndpointVolume> other = volumeOf(device);
+    if (!volume || !other)
         return;
     float level = 0;
     BOOL muted = FALSE;
     tell("IAudioEndpointVolume::GetMasterVolumeLevelScalar",
          volume->GetMasterVolumeLevelScalar(&level));
+    tellEffect("IAudioEndpointVolume::GetMasterVolumeLevelScalar", level < 0.9f);
     tell("IAudioEndpointVolume::SetMasterVolumeLevelScalar",
          volume->SetMasterVolumeLevelScalar(1, nullptr));
-    tell("IAudioEndpointVolume::GetMute", volume->GetMute(&muted));
-    tell("IAudioEndpointVolume::SetMute", volume->SetMute(FALSE, nullptr));
     tell("IAudioEndpointVolume::RegisterControlChangeNotify",
          volume->RegisterControlChangeNotify(&sink));
+    tell("IAudioEndpointVolume::SetMute", volume->SetMute(TRUE, nullptr));
+    tell("IAudioEndpointVolume::GetMute", other->GetMute(&muted));
+    tellEffect("IAudioEndpointVolume::SetMute", muted);
+    tellEffect("IAudioEndpointVolume::RegisterControlChangeNotify",
+               WaitForSingleObject(sink.called, notificationBoundMs) == WAIT_OBJECT_0);
+    volume->SetMute(FALSE, nullptr);
     tell("IAudioEndpointVolume::UnregisterControlChangeNotify",
          volume->UnregisterControlChangeNotify(&sink));
 }

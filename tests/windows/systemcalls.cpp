@@ -9,8 +9,11 @@
 #include "platform/packagemanager.h"
 #include "platform/policyconfig.h"
 
+#include <psapi.h>
+
 #include <cstdio>
 #include <initializer_list>
+#include <vector>
 
 bool tell(const char *call, HRESULT code)
 {
@@ -27,6 +30,11 @@ bool tellTruth(const char *call, bool good)
 bool tellError(const char *call, LONG error)
 {
     return tell(call, HRESULT_FROM_WIN32(error));
+}
+
+void tellEffect(const char *call, bool isThere)
+{
+    std::printf("%s\t%s\n", call, isThere ? "works" : "does nothing");
 }
 
 namespace
@@ -46,11 +54,11 @@ void askPolicy()
 {
     ComPtr<IUnknown> policy;
     tell("CoCreateInstance PolicyConfig",
-         CoCreateInstance(CLSID_PolicyConfig, nullptr, CLSCTX_ALL, IID_IPolicyConfig,
+         CoCreateInstance(CLSID_PolicyConfig, nullptr, CLSCTX_INPROC_SERVER, IID_IPolicyConfig,
                           policy.receiveVoid()));
     tell("CoCreateInstance PolicyConfigVista",
-         CoCreateInstance(CLSID_PolicyConfigVista, nullptr, CLSCTX_ALL, IID_IPolicyConfigVista,
-                          policy.receiveVoid()));
+         CoCreateInstance(CLSID_PolicyConfigVista, nullptr, CLSCTX_INPROC_SERVER,
+                          IID_IPolicyConfigVista, policy.receiveVoid()));
     askFactory("RoGetActivationFactory AudioPolicyConfig", audioPolicyConfigClass,
                IID_IAudioPolicyConfig);
     askFactory("RoGetActivationFactory PackageManager", packageManagerClass,
@@ -92,23 +100,39 @@ void askDeviceFile()
     tellTruth("CloseHandle", CloseHandle(file));
 }
 
+SIZE_T workingSet(HANDLE process)
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(process, &counters, sizeof(counters));
+    return counters.WorkingSetSize;
+}
+
+void askTrimming()
+{
+    constexpr std::size_t size = 64 << 20;
+    const std::vector<char> touched(size, 'x');
+    const HANDLE own = OpenProcess(PROCESS_SET_QUOTA | PROCESS_QUERY_INFORMATION | PROCESS_VM_READ,
+                                   FALSE, GetCurrentProcessId());
+    const SIZE_T before = workingSet(own);
+    tellTruth("SetProcessWorkingSetSize",
+              SetProcessWorkingSetSize(own, static_cast<SIZE_T>(-1), static_cast<SIZE_T>(-1)));
+    tellTruth("a working set to measure", before > size);
+    tellEffect("SetProcessWorkingSetSize", workingSet(own) < before - size / 2);
+    CloseHandle(own);
+}
+
 void askProcess()
 {
     GUID guid{};
     ULONG reserve = 32768;
     const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    const HANDLE own =
-        OpenProcess(PROCESS_SET_QUOTA | PROCESS_QUERY_INFORMATION, FALSE, GetCurrentProcessId());
     tellTruth("CreateEventW", event != nullptr);
     tellTruth("SetEvent", SetEvent(event));
     tellTruth("WaitForSingleObject", WaitForSingleObject(event, 0) == WAIT_OBJECT_0);
-    tellTruth("SetProcessWorkingSetSize",
-              SetProcessWorkingSetSize(own, static_cast<SIZE_T>(-1), static_cast<SIZE_T>(-1)));
     tellTruth("SetThreadStackGuarantee", SetThreadStackGuarantee(&reserve));
     tellTruth("MessageBeep", MessageBeep(0));
     tell("CoCreateGuid", CoCreateGuid(&guid));
     tell("hid_init", hid_init() == 0 ? S_OK : E_FAIL);
-    CloseHandle(own);
     CloseHandle(event);
 }
 
@@ -145,6 +169,7 @@ int main()
     askVersion();
     askDeviceFile();
     askProcess();
+    askTrimming();
     askHotplug();
     CoUninitialize();
     tell("CoInitialize", CoInitialize(nullptr));

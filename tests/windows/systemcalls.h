@@ -9,6 +9,8 @@ bool tell(const char *call, HRESULT code);
 bool tellTruth(const char *call, bool good);
 /// For a call whose result is an error code of the system.
 bool tellError(const char *call, LONG error);
+/// Whether a call that answered well has done what it is for.
+void tellEffect(const char *call, bool isThere);
 
 /// Endpoints, streams, levels, sessions.
 void askEndpoints();

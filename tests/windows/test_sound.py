@@ -83,6 +83,10 @@ class SoundTest(unittest.TestCase):
             self.expect("headset", 600, AMPLITUDE)
         self.assertLess(heard("headset", 600), 0.01)
 
+    def test_plays_when_other_players_have_ended(self):
+        with Running("replay", "Headset", "700"):
+            self.expect("headset", 700, AMPLITUDE)
+
     def test_passes_a_microphone_on(self):
         with Voice(self.folder.name, "real_microphone", 600):
             with Running("capture", "Real microphone", "Headset"):

@@ -3,9 +3,11 @@
 //
 //   winesound list                             the endpoints, as one JSON object
 //   winesound play OUTPUT HERTZ SECONDS        a sine tone, half the full scale
+//   winesound replay OUTPUT HERTZ SECONDS      the same, after others that played its octave
 //   winesound capture INPUT OUTPUT SECONDS     passes a microphone on
 //
-// Endpoints go by their names. Playing and capturing end early when the standard input ends.
+// Endpoints go by their names. Playing and capturing end early when the standard input ends. COM
+// stands as in Quorvane: the main thread is an apartment of its own, in which all are made.
 #include "endpoints/systemsoundmonitor.h"
 #include "engines/wasapiaudioplayer.h"
 #include "engines/wasapimicrophonecapturer.h"
@@ -110,6 +112,18 @@ int play(SystemSoundMonitor &monitor, const QString &output, int hertz, int seco
     return code;
 }
 
+/// More of them than the main thread has initialised COM: each takes one back at its end.
+int replay(SystemSoundMonitor &monitor, const QString &output, int hertz, int seconds)
+{
+    constexpr int others = 4;
+    for (int other = 0; other < others; ++other) {
+        const int code = play(monitor, output, 2 * hertz, 1);
+        if (code != 0)
+            return code;
+    }
+    return play(monitor, output, hertz, seconds);
+}
+
 int capture(SystemSoundMonitor &monitor, const QString &input, const QString &output, int seconds)
 {
     const QString inputId = idOf(monitor.getInputDeviceInfos(), input);
@@ -130,7 +144,7 @@ int capture(SystemSoundMonitor &monitor, const QString &input, const QString &ou
 
 int run(const QStringList &arguments)
 {
-    const Monitor monitor(new SystemSoundMonitor(false));
+    const Monitor monitor(new SystemSoundMonitor(true));
     const QString command = arguments.value(1);
     if (command == "list") {
         list(*monitor);
@@ -138,6 +152,8 @@ int run(const QStringList &arguments)
     }
     if (command == "play" && arguments.size() == 5)
         return play(*monitor, arguments[2], arguments[3].toInt(), arguments[4].toInt());
+    if (command == "replay" && arguments.size() == 5)
+        return replay(*monitor, arguments[2], arguments[3].toInt(), arguments[4].toInt());
     if (command == "capture" && arguments.size() == 5)
         return capture(*monitor, arguments[2], arguments[3], arguments[4].toInt());
     std::fputs("winesound: see the head of its source\n", stderr);
@@ -148,9 +164,9 @@ int run(const QStringList &arguments)
 
 int main(int argc, char **argv)
 {
-    const QCoreApplication application(argc, argv);
-    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)))
+    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
         return 1;
+    const QCoreApplication application(argc, argv);
     const int code = run(QCoreApplication::arguments());
     CoUninitialize();
     return code;

@@ -21,14 +21,22 @@ namespace
 constexpr const char *callChild = "--refused-call";
 constexpr const char *playerChild = "--refused-player";
 
+WaitWatch caller;
+
+/// The last thing that the blocking call does before.
+void tellAndWatch(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    std::fprintf(stderr, "%s\n", qPrintable(message));
+    caller.begin();
+}
+
 /// In a process of its own, for the thread cannot be ended.
 int callThatBlocks()
 {
     swresamplefaults::failNext("swr_init", -22);
+    qInstallMessageHandler(&tellAndWatch);
     AudioResampler resampler;
-    WaitWatch caller;
     std::atomic<bool> hasReturned{false};
-    swresamplefaults::onCall("swr_init", [&] { caller.begin(); });
     std::thread thread([&] {
         (void)resampler.initialize(44100, AV_SAMPLE_FMT_S16, 2, 48000, AV_SAMPLE_FMT_S16, 2);
         hasReturned = true;

@@ -153,13 +153,13 @@ void TestAudioRecorder::aFinishWaitsForTheBlocksTakenAndHandlesEvents()
     const WorkingDirectory directory;
     const auto recorder = AudioRecorder::create(2, 16, 48000);
     recorder->startAudioRecord("./a.wav");
+    // All blocks are taken, and none is written before the finish has handled an event.
+    HeldThread thread(*recorder);
     QByteArray all;
     for (char i = 1; i <= 20; ++i) {
-        add(*recorder, tone(i));
+        recorder->addAudioData(tone(i));
         all += tone(i);
     }
-    // Stands behind the taking of all blocks and before the writing of most.
-    HeldThread thread(*recorder);
     QMetaObject::invokeMethod(
         QCoreApplication::instance(), [&] { thread.letGo(); }, Qt::QueuedConnection);
     recorder->finishAudioRecord();

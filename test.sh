@@ -41,7 +41,7 @@ unit_tests() { # PRESET REGEX
 }
 
 tests() { # PRESET [CTEST ARGUMENT...]
-    local preset=$1 reports=$PWD/build/$1/reports
+    local preset=$1 reports=$PWD/build/$1/reports output=build/$1/tests.log
     shift
     step "Testing: $preset"
     rm -rf "$reports"
@@ -51,7 +51,9 @@ tests() { # PRESET [CTEST ARGUMENT...]
     local options=log_path=$reports/report code=0
     ASAN_OPTIONS=$options TSAN_OPTIONS=$options UBSAN_OPTIONS=$options:print_stacktrace=1 \
         ctest --test-dir "build/$preset" --output-on-failure --parallel 2 --repeat until-pass:3 \
-        "$@" || code=$?
+        "$@" | tee "$output" || code=$?
+    # GCC's undefined behaviour sanitizer beside another one keeps to the standard error output.
+    grep ': runtime error: ' "$output" >"$reports/undefined" || rm "$reports/undefined"
     if compgen -G "$reports/*" >/dev/null; then
         cat "$reports"/*
         step "A sanitizer has reported something"

@@ -57,7 +57,7 @@ void endThread(std::unique_ptr<Thread> &thread)
 
 const void *address(const HidHandle &handle)
 {
-    return handle.get();
+    return handle ? handle->unguarded() : nullptr;
 }
 } // namespace
 
@@ -121,17 +121,29 @@ HidHandle VXGeneralDevice::findAndOpen(const Wanted &wanted)
     hid_device *opened = nullptr;
     if (match) {
         qInfo("openDevice(): Find device, path = %s", match->path);
+        path = match->path;
         opened = hid_open_path(match->path);
     }
     hid_free_enumeration(list);
     if (opened)
-        return HidHandle(opened, hid_close);
+        return std::make_shared<OpenHidDevice>(opened);
 
     // The text is asked for when the library is closed already: what it says then is reported.
     hid_exit();
     errorString = QStringLiteral("Unable to open device: ") +
                   (match ? hidErrorText(nullptr) : QStringLiteral("device not found"));
     return {};
+}
+
+HidHandle VXGeneralDevice::openForReading() const
+{
+    if (!handle)
+        return {};
+    const QMutexLocker locker(&libraryMutex());
+    hid_device *const opened = hid_open_path(path.constData());
+    // A device that opens only once is read through the handle that is written to, and the error
+    // text of either may be taken away by the other's next call.
+    return opened ? std::make_shared<OpenHidDevice>(opened) : handle;
 }
 
 void VXGeneralDevice::takeIdentity(const Wanted &wanted)
@@ -143,9 +155,9 @@ void VXGeneralDevice::takeIdentity(const Wanted &wanted)
     if (writeThread)
         writeThread->clearQueue();
     readStrings();
-    featureReportLength = hid_get_feature_report_lenght(handle.get());
-    inputReportLength = hid_get_input_report_lenght(handle.get());
-    outputReportLength = hid_get_output_report_lenght(handle.get());
+    featureReportLength = handle->call(hid_get_feature_report_lenght).result;
+    inputReportLength = handle->call(hid_get_input_report_lenght).result;
+    outputReportLength = handle->call(hid_get_output_report_lenght).result;
     reportId = wanted.reportId;
 }
 
@@ -160,17 +172,17 @@ void VXGeneralDevice::readStrings()
     };
 
     log("hid_get_manufacturer_string(handle, wstr, MAX_STR) return %1; Manufacturer String: %2;",
-        hid_get_manufacturer_string(handle.get(), wstr.data(), MAX_STR));
+        handle->call(hid_get_manufacturer_string, wstr.data(), MAX_STR).result);
     log("hid_get_product_string(handle, wstr, MAX_STR) return %1; Product String: %2;",
-        hid_get_product_string(handle.get(), wstr.data(), MAX_STR));
-    const int result = hid_get_serial_number_string(handle.get(), wstr.data(), MAX_STR);
+        handle->call(hid_get_product_string, wstr.data(), MAX_STR).result);
+    const int result = handle->call(hid_get_serial_number_string, wstr.data(), MAX_STR).result;
     serialNumber = QString::fromWCharArray(wstr.data());
     qInfo() << QStringLiteral("hid_get_serial_number_string(handle, wstr, MAX_STR) return %1; "
                               "Serial Number String: (%2) %3;")
                    .arg(QString::number(result), QString::number(int(wstr[0])), serialNumber);
     wstr.fill(L'\0');
     log("hid_get_indexed_string(handle, wstr, MAX_STR) return %1; Indexed String: %2;",
-        hid_get_indexed_string(handle.get(), 1, wstr.data(), MAX_STR));
+        handle->call(hid_get_indexed_string, 1, wstr.data(), MAX_STR).result);
 }
 
 void VXGeneralDevice::closeDevice()
@@ -209,15 +221,14 @@ int VXGeneralDevice::getInputReport(QJsonArray &reportData)
     if (!handle)
         return -1;
     if (inputReportLength < 1)
-        inputReportLength = hid_get_input_report_lenght(handle.get());
+        inputReportLength = handle->call(hid_get_input_report_lenght).result;
     inputReportLength = usableReportLength(inputReportLength);
 
     std::vector<unsigned char> buffer(std::size_t(inputReportLength) + 1);
     buffer[0] = reportId;
-    const int result = hid_get_input_report(handle.get(), buffer.data(), buffer.size());
+    const auto [result, error] = handle->call(hid_get_input_report, buffer.data(), buffer.size());
     if (result == -1) {
-        qCritical("Get hid input report return an error: %ls",
-                  qUtf16Printable(hidErrorText(handle.get())));
+        qCritical("Get hid input report return an error: %ls", qUtf16Printable(error));
         return -1;
     }
     for (const auto &byte : payloadAsHex(buffer, result))
@@ -235,7 +246,8 @@ void VXGeneralDevice::tryToStartReadThread()
     if (readThread && !readThread->isStopped())
         return;
     qInfo() << "Try to start read thread.";
-    readThread = std::make_unique<VXGeneralReadThread>(inputReportLength, reportId, handle);
+    readThread =
+        std::make_unique<VXGeneralReadThread>(inputReportLength, reportId, openForReading());
     connect(readThread.get(), &VXGeneralReadThread::sigReadData, this,
             [this](const QByteArray &data) { emit sigReadData(deviceInfo(), data); });
     connect(

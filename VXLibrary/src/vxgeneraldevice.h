@@ -80,6 +80,8 @@ private:
 
     /// The device's handle, or null with the reason in `errorString`.
     [[nodiscard]] HidHandle findAndOpen(const Wanted &wanted);
+    /// A handle for the read thread, of its own where the device opens twice.
+    [[nodiscard]] HidHandle openForReading() const;
     void takeIdentity(const Wanted &wanted);
     /// Logs the device's strings and keeps its serial number.
     void readStrings();
@@ -97,6 +99,8 @@ private:
     int usage = -1;
     uchar reportId = 0;
     HidHandle handle;
+    /// Where `handle` was opened.
+    QByteArray path;
     /// Guards open, close and `getInputReport`.
     QMutex mutex;
 };

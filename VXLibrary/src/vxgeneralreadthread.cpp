@@ -41,8 +41,9 @@ void VXGeneralReadThread::run()
         return;
     }
     if (life.begin()) {
-        QByteArray buffer(usableReportLength(hid_get_input_report_lenght(handle.get())), '\0');
-        const bool usesReportIds = hidUsesReportIds(handle.get());
+        const int told = handle->call(hid_get_input_report_lenght).result;
+        const bool usesReportIds = handle->call(hidUsesReportIds).result;
+        QByteArray buffer(usableReportLength(told), '\0');
         qInfo() << "启动接收数据线程。";
         while (!life.isStopped() && receive(usesReportIds, buffer)) {
         }
@@ -57,7 +58,7 @@ bool VXGeneralReadThread::receive(bool usesReportIds, QByteArray &buffer)
     buffer[0] = char(reportID);
     const std::span bytes(reinterpret_cast<unsigned char *>(buffer.data()),
                           std::size_t(buffer.size()));
-    const int result = readReport(handle.get(), usesReportIds, bytes, readTimeoutMs);
+    const int result = readReport(handle->unguarded(), usesReportIds, bytes, readTimeoutMs);
     if (result > 0) {
         emit sigReadData(buffer.first(result));
         return true;
@@ -65,7 +66,8 @@ bool VXGeneralReadThread::receive(bool usesReportIds, QByteArray &buffer)
     if (result == 0)
         return true;
 
-    const QString text = QStringLiteral("Hid read error: %1").arg(hidErrorText(handle.get()));
+    const QString text =
+        QStringLiteral("Hid read error: %1").arg(hidErrorText(handle->unguarded()));
     if (isPending(text))
         return true;
     qCritical() << "VXGeneralReadThread::run" << text;

@@ -107,9 +107,9 @@ int VXGeneralWriteThread::writeData(QByteArray data, VXGeneralHidReport hidRepor
 void VXGeneralWriteThread::queryLengths()
 {
     if (featureReportLength < 1)
-        featureReportLength = hid_get_feature_report_lenght(handle.get());
+        featureReportLength = handle->call(hid_get_feature_report_lenght).result;
     if (outputReportLength < 1)
-        outputReportLength = hid_get_output_report_lenght(handle.get());
+        outputReportLength = handle->call(hid_get_output_report_lenght).result;
 }
 
 bool VXGeneralWriteThread::sendReport(const Buffer &buffer, VXGeneralHidReport hidReport,
@@ -118,10 +118,8 @@ bool VXGeneralWriteThread::sendReport(const Buffer &buffer, VXGeneralHidReport h
     const bool isFeature = hidReport == VXHidFeature;
     const auto send = isFeature ? hid_send_feature_report : hid_write;
     text = success();
-    if (send(handle.get(), buffer.data(), buffer.size()) != -1)
-        return true;
-    const QString error = hidErrorText(handle.get());
-    if (isPending(error))
+    const auto [result, error] = handle->call(send, buffer.data(), buffer.size());
+    if (result != -1 || isPending(error))
         return true;
     text = (isFeature ? QStringLiteral("Send hid feature report return an error:: %1")
                       : QStringLiteral("Hid write error: %1"))
@@ -143,10 +141,10 @@ void VXGeneralWriteThread::readBack(int length)
 {
     Buffer buffer(std::size_t(length) + 1);
     buffer[0] = reportID;
-    const int result = hid_get_feature_report(handle.get(), buffer.data(), buffer.size());
-    const QString text = result >= 0 ? success()
-                                     : QStringLiteral("Get hid feature report return an error:: %1")
-                                           .arg(hidErrorText(handle.get()));
+    const auto [result, error] = handle->call(hid_get_feature_report, buffer.data(), buffer.size());
+    const QString text =
+        result >= 0 ? success()
+                    : QStringLiteral("Get hid feature report return an error:: %1").arg(error);
     emit sigGetFeatureReport(result, text, payloadAsHex(buffer, result));
 }
 

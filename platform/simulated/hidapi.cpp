@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstring>
 #include <cwchar>
-#include <map>
 #include <thread>
 
 using namespace simulated;
@@ -16,8 +15,8 @@ using namespace simulated;
 struct hid_device_
 {
     std::shared_ptr<HidState> state;
-    /// Of each thread's last call on this handle; empty after a success.
-    std::map<std::thread::id, QString> errors;
+    /// Of the last call on this handle, as hidapi keeps it: unguarded, whatever thread calls.
+    HidErrorText error;
     std::chrono::steady_clock::time_point nextWrite;
 };
 
@@ -32,16 +31,15 @@ QString named(const char *function, const hid_device *device)
                                        QString::fromLatin1(device->state->description.path));
 }
 
-QString errorText(const char *function, DWORD code)
+/// Frees what stood there; nothing stands there after a success.
+void setError(HidErrorText &text, const char *function, std::optional<DWORD> code)
 {
-    const QString digits = QStringLiteral("%1").arg(code, 8, 16, QLatin1Char('0')).toUpper();
-    return QStringLiteral("%1: (0x%2)").arg(QLatin1StringView(function), digits);
-}
-
-void setError(hid_device *device, const char *function, std::optional<DWORD> code)
-{
-    const std::lock_guard lock(hidTable().mutex);
-    device->errors[std::this_thread::get_id()] = code ? errorText(function, *code) : QString();
+    text.reset();
+    if (!code)
+        return;
+    const QString digits = QStringLiteral("%1").arg(*code, 8, 16, QLatin1Char('0')).toUpper();
+    text = std::make_unique<const std::wstring>(
+        QStringLiteral("%1: (0x%2)").arg(QLatin1StringView(function), digits).toStdWString());
 }
 
 /// Records a call on a device; true, with the error set, if it is to fail.
@@ -54,10 +52,10 @@ bool fails(hid_device *device, const char *function)
         isGone = device->state->unplugged;
     }
     if (!fault && !isGone) {
-        setError(device, function, {});
+        setError(device->error, function, {});
         return false;
     }
-    setError(device, function, fault ? static_cast<DWORD>(*fault) : deviceNotConnected);
+    setError(device->error, function, fault ? static_cast<DWORD>(*fault) : deviceNotConnected);
     return true;
 }
 
@@ -66,7 +64,7 @@ bool libraryFails(const QString &call, const char *function)
 {
     const auto fault = faultOf(call);
     const std::lock_guard lock(hidTable().mutex);
-    hidTable().globalError = fault ? errorText(function, static_cast<DWORD>(*fault)) : QString();
+    setError(hidTable().globalError, function, fault);
     return fault.has_value();
 }
 
@@ -198,7 +196,7 @@ hid_device *hid_open_path(const char *path)
         enterCensus(device, QStringLiteral("hid_device"));
         return device;
     }
-    table.globalError = errorText("hid_open_path", deviceNotConnected);
+    setError(table.globalError, "hid_open_path", deviceNotConnected);
     return nullptr;
 }
 
@@ -215,19 +213,17 @@ void hid_close(hid_device *device)
 
 const wchar_t *hid_error(hid_device *device)
 {
-    // A copy of each thread's own: the other thread's next call must not take it away.
-    thread_local std::wstring text;
-    const std::lock_guard lock(hidTable().mutex);
-    const QString error =
-        device ? device->errors[std::this_thread::get_id()] : hidTable().globalError;
-    text = error.isEmpty() ? L"Success" : error.toStdWString();
-    return text.c_str();
+    record(device ? named("hid_error", device) : QStringLiteral("hid_error"));
+    const HidErrorText &text = device ? device->error : hidTable().globalError;
+    return text ? text->c_str() : L"Success";
 }
 
 int hid_read_timeout(hid_device *device, unsigned char *data, size_t length, int milliseconds)
 {
     const bool isEndless = device->state->description.readsReturnAtOnce;
-    if (!isEndless && fails(device, "hid_read_timeout"))
+    if (isEndless)
+        setError(device->error, "hid_read_timeout", {});
+    else if (fails(device, "hid_read_timeout"))
         return -1;
     HidTable &table = hidTable();
     std::unique_lock lock(table.mutex);
@@ -237,8 +233,7 @@ int hid_read_timeout(hid_device *device, unsigned char *data, size_t length, int
                                 ready))
         return 0;
     if (state.unplugged) {
-        device->errors[std::this_thread::get_id()] =
-            errorText("hid_read_timeout", deviceNotConnected);
+        setError(device->error, "hid_read_timeout", deviceNotConnected);
         return -1;
     }
     const QByteArray report = state.reports.front().left(qsizetype(length));

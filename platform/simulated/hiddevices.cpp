@@ -41,7 +41,7 @@ void resetHid()
     for (const auto &device : table.devices)
         device->unplugged = true;
     table.devices.clear();
-    table.globalError.clear();
+    table.globalError.reset();
     table.changed.notify_all();
 }
 

@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace simulated
@@ -25,13 +26,16 @@ struct HidState
     QList<QByteArray> featureWrites;
 };
 
+/// As hidapi says what failed: valid until the next call replaces it. Null is "Success".
+using HidErrorText = std::unique_ptr<const std::wstring>;
+
 struct HidTable
 {
     std::mutex mutex;
     /// Notified when a report comes or a device goes.
     std::condition_variable changed;
     std::vector<std::shared_ptr<HidState>> devices;
-    QString globalError;
+    HidErrorText globalError;
 };
 
 HidTable &hidTable();

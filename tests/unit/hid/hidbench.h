@@ -18,7 +18,7 @@ inline void plugIn(const simulated::HidDevice &device = {.path = hidPath})
 
 inline HidHandle openHandle(const QByteArray &path = hidPath)
 {
-    return {hid_open_path(path.constData()), hid_close};
+    return std::make_shared<OpenHidDevice>(hid_open_path(path.constData()));
 }
 
 /// The calls of these functions so far, in order, without their arguments.

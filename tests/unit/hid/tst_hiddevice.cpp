@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <chrono>
+#include <future>
 #include <memory>
 #include <thread>
 
@@ -26,6 +28,8 @@ bool openDefault(VXGeneralDevice &device, bool enableReadThread = false, uchar r
 {
     return device.openDevice(enableReadThread, 0x1234, 0x5678, {}, anything, anything, reportID);
 }
+
+const QString failedWrite = QStringLiteral("Hid write error: hid_write: (0x0000001F)");
 
 /// A line of one text, which stands in quotes.
 QString quoted(const QString &escaped)
@@ -70,6 +74,11 @@ private slots:
     void destructionCloses();
     void aThousandOpensAndClosesLeaveNothing();
     void devicesOfSeveralThreads();
+    void readsHaveAHandleOfTheirOwn();
+    void deviceThatOpensOnceIsReadAllTheSame();
+    void readLeavesAWritesText();
+    void queryLeavesAWritesText();
+    void failuresBesideReads();
 };
 
 void TestHidDevice::signalsStandInOrder()
@@ -401,7 +410,8 @@ void TestHidDevice::closeEndsEverything()
     QCOMPARE(lines,
              QStringList({"Info: Try to stop write thread.", "Info: Try to stop read thread.",
                           "Info: hid_close(): handle = 0x0", "Info: hid_exit(): result = 0"}));
-    QCOMPARE(callsOf({"hid_close", "hid_exit"}), QStringList({"hid_close", "hid_exit"}));
+    QCOMPARE(callsOf({"hid_close", "hid_exit"}),
+             QStringList({"hid_close", "hid_close", "hid_exit"}));
     QTRY_VERIFY_WITH_TIMEOUT(simulated::threadCount() <= threads, patience);
     QCOMPARE(simulated::liveObjects(), 0);
 
@@ -647,6 +657,122 @@ void TestHidDevice::devicesOfSeveralThreads()
     for (const char *path : {"a", "b", "c"})
         QCOMPARE(simulated::hidWrites(path).size(), 50);
     QCOMPARE(simulated::liveObjects(), 0);
+}
+
+void TestHidDevice::readsHaveAHandleOfTheirOwn()
+{
+    plugIn();
+    VXGeneralDevice device;
+    QSignalSpy errors(&device, &VXGeneralDevice::sigReadError);
+    QVERIFY(openDefault(device, true));
+    QVERIFY(simulated::waitForCall("hid_read_timeout", patience));
+    QCOMPARE(simulated::openHidHandles(hidPath), 2);
+    QCOMPARE(callsOf({"hid_open_path", "hid_exit"}),
+             QStringList({"hid_open_path", "hid_open_path"}));
+
+    // It ends with the reads.
+    simulated::failNext("hid_read_timeout", 31);
+    simulated::queueHidReport(hidPath, "\x01");
+    QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(simulated::openHidHandles(hidPath), 1, patience);
+}
+
+void TestHidDevice::deviceThatOpensOnceIsReadAllTheSame()
+{
+    plugIn();
+    // The first open has been decided by the time that it is seen.
+    simulated::onCall("hid_open_path", [] { simulated::failNext("hid_open_path", 5); });
+    const LogCapture log;
+    VXGeneralDevice device;
+    QSignalSpy opened(&device, &VXGeneralDevice::sigDeviceOpened);
+    QSignalSpy data(&device, &VXGeneralDevice::sigReadData);
+    QVERIFY(openDefault(device, true));
+    QCOMPARE(opened.size(), 1);
+    QCOMPARE(simulated::countCalls("hid_open_path"), 2);
+    QCOMPARE(simulated::openHidHandles(hidPath), 1);
+    simulated::queueHidReport(hidPath, "\x01");
+    QTRY_COMPARE_WITH_TIMEOUT(data.size(), 1, patience);
+    device.writeData("a", VXHidOutput, false);
+    QCOMPARE(simulated::hidWrites(hidPath).size(), 1);
+    device.closeDevice();
+    QCOMPARE(simulated::openHidHandles(hidPath), 0);
+    QCOMPARE(log.linesOf("Critical"), QStringList());
+}
+
+void TestHidDevice::readLeavesAWritesText()
+{
+    plugIn();
+    simulated::failNext("hid_write", 31);
+    bool readOn = false;
+    // Two reads begin between the write and the question what it failed of.
+    simulated::onCall("hid_error", [&] {
+        const qsizetype reads = simulated::countCalls("hid_read_timeout");
+        simulated::queueHidReport(hidPath, "\x01");
+        simulated::queueHidReport(hidPath, "\x02");
+        readOn = simulated::waitForCalls("hid_read_timeout", reads + 2, patience);
+    });
+    VXGeneralDevice device;
+    QSignalSpy results(&device, &VXGeneralDevice::sigWriteResult);
+    QVERIFY(openDefault(device, true));
+    QVERIFY(simulated::waitForCall("hid_read_timeout", patience));
+    device.writeData("a", VXHidOutput, false);
+    QVERIFY(readOn);
+    QCOMPARE(results.at(0).at(2).toString(), failedWrite);
+}
+
+void TestHidDevice::queryLeavesAWritesText()
+{
+    plugIn();
+    simulated::setHidInputReport(hidPath, "\x01");
+    simulated::failNext("hid_write", 31);
+    VXGeneralDevice device;
+    QSignalSpy results(&device, &VXGeneralDevice::sigWriteResult);
+    QVERIFY(openDefault(device));
+    std::future<int> query;
+    simulated::onCall("hid_error", [&] {
+        query = std::async(std::launch::async, [&] {
+            QJsonArray data;
+            return device.getInputReport(data);
+        });
+        query.wait_for(std::chrono::milliseconds(300));
+    });
+    device.writeData("a", VXHidOutput, false);
+    QCOMPARE(results.at(0).at(2).toString(), failedWrite);
+    QCOMPARE(query.get(), 1);
+}
+
+void TestHidDevice::failuresBesideReads()
+{
+    constexpr int rounds = 3000;
+    plugIn({.path = hidPath, .readsReturnAtOnce = true});
+    simulated::failAlways("hid_write", 31);
+    simulated::failAlways("hid_get_input_report", 32);
+    for (int report = 0; report < 10 * rounds; ++report)
+        simulated::queueHidReport(hidPath, "\x01");
+    LogCapture log;
+    VXGeneralDevice device;
+    QSignalSpy results(&device, &VXGeneralDevice::sigWriteResult);
+    QSignalSpy data(&device, &VXGeneralDevice::sigReadData);
+    QVERIFY(openDefault(device, true));
+    std::thread asking([&] {
+        for (int round = 0; round < rounds; ++round) {
+            QJsonArray nothing;
+            device.getInputReport(nothing);
+        }
+    });
+    for (int round = 0; round < rounds; ++round)
+        device.writeData(QByteArray(64, 'a'), VXHidOutput, false);
+    asking.join();
+    QTRY_VERIFY_WITH_TIMEOUT(!data.isEmpty(), patience);
+
+    QCOMPARE(results.size(), rounds);
+    for (const QVariantList &result : std::as_const(results))
+        QCOMPARE(result.at(2).toString(), failedWrite);
+    const QStringList asked = log.linesOf("Critical").filter("Get hid input report");
+    QCOMPARE(asked.size(), rounds);
+    QCOMPARE(asked.count("Critical: Get hid input report return an error: "
+                         "hid_get_input_report: (0x00000020)"),
+             rounds);
 }
 
 QTEST_GUILESS_MAIN(TestHidDevice)

@@ -74,7 +74,7 @@ void TestHidReads::firstByteDecides()
 
     std::vector<unsigned char> buffer(8);
     buffer[0] = static_cast<unsigned char>(bufferId);
-    const int result = readReport(handle.get(), usesReportIds, buffer, 10);
+    const int result = readReport(handle->unguarded(), usesReportIds, buffer, 10);
     QCOMPARE(result, int(expected.size()));
     QCOMPARE(QByteArray(reinterpret_cast<const char *>(buffer.data()), result), expected);
 }
@@ -85,13 +85,13 @@ void TestHidReads::reportIsCutToTheBuffer()
     const HidHandle handle = openHandle();
     std::vector<unsigned char> buffer(3);
     simulated::queueHidReport(hidPath, "\x01\x02\x03\x04");
-    QCOMPARE(readReport(handle.get(), true, buffer, 10), 3);
+    QCOMPARE(readReport(handle->unguarded(), true, buffer, 10), 3);
     QCOMPARE(buffer, std::vector<unsigned char>({1, 2, 3}));
 
     // Without its ID the same report fits.
     buffer[0] = 1;
     simulated::queueHidReport(hidPath, "\x01\x02\x03\x04");
-    QCOMPARE(readReport(handle.get(), true, buffer, 10), 3);
+    QCOMPARE(readReport(handle->unguarded(), true, buffer, 10), 3);
     QCOMPARE(buffer, std::vector<unsigned char>({2, 3, 4}));
 }
 
@@ -100,9 +100,9 @@ void TestHidReads::timeOutAndErrorPassThrough()
     plugIn();
     const HidHandle handle = openHandle();
     std::vector<unsigned char> buffer(3);
-    QCOMPARE(readReport(handle.get(), true, buffer, 1), 0);
+    QCOMPARE(readReport(handle->unguarded(), true, buffer, 1), 0);
     simulated::failNext("hid_read_timeout", 31);
-    QCOMPARE(readReport(handle.get(), true, buffer, 1), -1);
+    QCOMPARE(readReport(handle->unguarded(), true, buffer, 1), -1);
 }
 
 void TestHidReads::bytesBecomeHex_data()

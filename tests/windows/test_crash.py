@@ -30,6 +30,7 @@ REASONS = {
     "crash_by_stack_overflow": ("EXCEPTION_STACK_OVERFLOW", 0xc00000fd),
 }
 ABORTED = 3
+FAIL_FAST = 0xc0000602  # STATUS_FAIL_FAST_EXCEPTION
 TIMED_OUT = 1460  # ERROR_TIMEOUT
 
 
@@ -161,9 +162,16 @@ class CrashTest(unittest.TestCase):
             self.assertEqual(runtime, TO_STDERR)
         self.assertEqual(len(self.report("settings")), 2)
 
-    def test_abort_leaves_no_dump(self):
-        self.assertEqual(self.run_program("abort", "main"), ABORTED)
+    def check_without_dump(self, action, code):
+        self.assertEqual(self.run_program(action, "main"), code & 0xff)
         self.assertEqual(list(self.folder.iterdir()), [])
+        self.assertEqual(self.report("announcement"), [])
+
+    def test_abort_leaves_no_dump(self):
+        self.check_without_dump("abort", ABORTED)
+
+    def test_fatal_message_leaves_no_dump(self):
+        self.check_without_dump("fatal", FAIL_FAST)
 
 
 if __name__ == "__main__":

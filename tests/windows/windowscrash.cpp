@@ -142,6 +142,11 @@ void report_settings()
                                " " + std::to_string(_set_error_mode(_REPORT_ERRMODE)));
 }
 
+void fatal()
+{
+    qFatal("fatal");
+}
+
 void overflow()
 {
     crash_by_stack_overflow();
@@ -161,6 +166,7 @@ constexpr std::array actions{
     Action{"crash_by_invalid_parameter", &crash_by_invalid_parameter},
     Action{"crash_by_stack_overflow", &overflow},
     Action{"abort", &std::abort},
+    Action{"fatal", &fatal},
     Action{"report_settings", &report_settings},
 };
 

@@ -169,7 +169,7 @@ private:
 
     std::array<Reference, maximumWaitHandles> references;
     std::array<Event *, maximumWaitHandles> events{};
-    std::array<pollfd, 2 * maximumWaitHandles> polled{};
+    std::array<pollfd, std::size_t(2) * maximumWaitHandles> polled{};
     std::size_t count = 0;
 };
 

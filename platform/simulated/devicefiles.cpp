@@ -108,7 +108,7 @@ QString openPublished(const QString &path)
 {
     FileTable &table = fileTable();
     const std::lock_guard lock(table.mutex);
-    const QString suffix = simulated::publishedSuffix(table, path);
+    QString suffix = simulated::publishedSuffix(table, path);
     if (!suffix.isEmpty())
         ++table.files[suffix].openHandles;
     return suffix;

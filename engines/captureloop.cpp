@@ -17,7 +17,7 @@ constexpr DWORD waitMs = 1000;
 
 void CaptureStream::run()
 {
-    requestRealtimeScheduling();
+    requestRealtimeScheduling(SoundThread::Paced);
     qInfo() << "Capture microphone - begin";
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     if (!openEndpoint() || !startClient()) {

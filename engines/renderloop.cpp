@@ -8,7 +8,7 @@
 
 void RenderStream::run()
 {
-    requestRealtimeScheduling();
+    requestRealtimeScheduling(SoundThread::Paced);
     qInfo() << "WASAPIAudioPlayer play audio - begin" << options.deviceType << options.deviceName;
 
     const int limit = queueLimit();

@@ -101,7 +101,7 @@ void WASAPIAudioPlayer::openDevice(QString deviceID, QString deviceName)
     // Blocks pass through the worker on their way to the play thread, which waits for its lock.
     if (!std::exchange(workerHasPriority, true))
         QMetaObject::invokeMethod(
-            this, [] { requestRealtimeScheduling(); }, Qt::QueuedConnection);
+            this, [] { requestRealtimeScheduling(SoundThread::Fed); }, Qt::QueuedConnection);
     qInfo() << "WASAPIAudioPlayer::openDevice" << deviceType << deviceName
             << "- With parameters: end";
 }

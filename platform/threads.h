@@ -20,6 +20,13 @@ bool waitAndEnd(std::unique_ptr<QThread> thread, int milliseconds);
 /// from under it; the caller waits for that no longer than 100 ms.
 void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread);
 
+/// What wakes a thread that sound passes through; its real-time priority goes by that.
+enum class SoundThread
+{
+    Paced, ///< an endpoint or a device, once a period: play, capture and speaker threads
+    Fed,   ///< a paced thread, for each of its blocks: a player's worker
+};
+
 /// Asks for real-time scheduling for the calling thread, since Qt's priorities mean nothing
 /// under the ordinary scheduler. Falls back silently to what the rights allow.
-void requestRealtimeScheduling();
+void requestRealtimeScheduling(SoundThread thread);

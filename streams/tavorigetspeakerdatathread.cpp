@@ -199,7 +199,7 @@ void tavoriGetSpeakerDataThread::applyStreamingGain(StreamingScope scope)
 
 void tavoriGetSpeakerDataThread::run()
 {
-    requestRealtimeScheduling();
+    requestRealtimeScheduling(SoundThread::Paced);
     qInfo() << "tavoriGetSpeakerDataThread::run" << m_deviceType << "- begin";
     ReadBlock buffer;
     while (!isStopped()) {

@@ -1,3 +1,4 @@
+#include "platform/posix/realtimepriority.h"
 #include "platform/threads.h"
 
 #include <QDBusConnection>
@@ -10,13 +11,11 @@
 
 namespace
 {
-// Below the graph's own threads, which desktops run at 83 to 88, above everything ordinary.
-constexpr int priority = 20;
 // The service's own limit: what an audio thread may compute without a pause, in microseconds.
 constexpr rlim_t longestBurst = 200'000;
 constexpr int answerTimeout = 500; // ms
 
-bool scheduleDirectly()
+bool scheduleDirectly(int priority)
 {
     sched_param parameters{};
     parameters.sched_priority = priority;
@@ -35,7 +34,7 @@ bool boundBursts()
     return setrlimit(RLIMIT_RTTIME, &limit) == 0;
 }
 
-void askService()
+void askService(int priority)
 {
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.isConnected() || !boundBursts())
@@ -49,8 +48,9 @@ void askService()
 }
 } // namespace
 
-void requestRealtimeScheduling()
+void requestRealtimeScheduling(SoundThread thread)
 {
-    if (!scheduleDirectly())
-        askService();
+    const int priority = thread == SoundThread::Paced ? posix::pacedPriority : posix::fedPriority;
+    if (!scheduleDirectly(priority))
+        askService(priority);
 }

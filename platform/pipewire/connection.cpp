@@ -1,5 +1,6 @@
 #include "platform/pipewire/connection.h"
 
+#include "platform/posix/realtimepriority.h"
 #include "platform/signalstack.h"
 
 #include <malloc.h>
@@ -157,6 +158,15 @@ void Connection::flushDataThread()
     if (!context)
         return; // libpipewire's own files are missing: there is no server for us, ever
     pw_data_loop_invoke(pw_context_get_data_loop(context), nothing, 0, nullptr, 0, true, nullptr);
+}
+
+void Connection::lowerDataThread()
+{
+    const auto lower = [](spa_loop *, bool, uint32_t, const void *, size_t, void *) {
+        posix::lowerToFedPriority();
+        return 0;
+    };
+    pw_data_loop_invoke(pw_context_get_data_loop(context), lower, 0, nullptr, 0, false, nullptr);
 }
 
 void Connection::connect()

@@ -69,6 +69,9 @@ public:
 
     /// On return no process callback that began before the call is running. No lock needed.
     void flushDataThread();
+    /// Has the data thread give way to those that it wakes. libpipewire may ask a service for its
+    /// priority, which answers at any time: to be repeated where it matters.
+    void lowerDataThread();
 
 private:
     Connection();

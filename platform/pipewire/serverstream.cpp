@@ -123,6 +123,7 @@ ServerStream::ServerStream(Connection &connection, const Request &request, Strea
                      PW_STREAM_FLAG_RT_PROCESS | PW_STREAM_FLAG_DONT_RECONNECT;
     if (!request.startsActive)
         flags |= PW_STREAM_FLAG_INACTIVE;
+    connection.lowerDataThread();
     live->cycles.store(0, std::memory_order_release);
     pw_stream_connect(live->stream, request.direction, PW_ID_ANY, pw_stream_flags(flags),
                       parameters, std::size(parameters));

@@ -56,7 +56,8 @@ BOOL MessageBeep(UINT type)
     return simulated::failsWithError(QStringLiteral("MessageBeep %1").arg(type)) ? FALSE : TRUE;
 }
 
-void requestRealtimeScheduling()
+void requestRealtimeScheduling(SoundThread thread)
 {
-    simulated::record(QStringLiteral("requestRealtimeScheduling"));
+    simulated::record(QStringLiteral("requestRealtimeScheduling %1")
+                          .arg(thread == SoundThread::Paced ? "paced" : "fed"));
 }

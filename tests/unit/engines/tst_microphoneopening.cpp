@@ -89,7 +89,7 @@ void TestMicrophoneOpening::callsInOrder()
     const QString initialize = opening.filter("InitializeSharedAudioStream").value(0);
     const QString period = opening.filter("GetSharedModeEnginePeriod").value(0);
     QCOMPARE(opening.mid(0, 17), QStringList({
-                                     "requestRealtimeScheduling",
+                                     "requestRealtimeScheduling paced",
                                      "CoInitializeEx 0",
                                      "CoCreateInstance MMDeviceEnumerator IMMDeviceEnumerator 23",
                                      "IMMDeviceEnumerator::GetDevice " + microphone,

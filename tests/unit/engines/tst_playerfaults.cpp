@@ -90,7 +90,7 @@ void TestPlayerFaults::everyCallFailing_data()
         // Those that return nothing cannot fail; the two that end what is open have tests of
         // their own.
         const bool fails = !call.startsWith("release ") && call != "CoUninitialize" &&
-                           call != "CoTaskMemFree" && call != "requestRealtimeScheduling";
+                           call != "CoTaskMemFree" && !call.startsWith("requestRealtimeScheduling");
         if (fails && !call.startsWith("SetEvent") && !call.startsWith("CloseHandle"))
             QTest::newRow(qPrintable(call)) << call;
     }

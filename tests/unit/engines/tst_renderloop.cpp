@@ -295,8 +295,7 @@ void TestRenderLoop::droppedBeforeThreadIsReady()
 {
     QSemaphore entered;
     QSemaphore leave;
-    awaitQueueOf(*player); // the worker asks for it too, once
-    simulated::onCall("requestRealtimeScheduling", [&] {
+    simulated::onCall("requestRealtimeScheduling paced", [&] {
         entered.release();
         leave.acquire();
     });

@@ -1,15 +1,10 @@
 // The global functions of the vocabulary, as this platform gives them.
 #include "platform/coreaudio.h"
 #include "platform/systemversion.h"
-#include "platform/threads.h"
 
 #include <QtTest>
 
-#include <pthread.h>
-#include <sched.h>
 #include <unistd.h>
-
-#include <thread>
 
 class tst_linuxkernel : public QObject
 {
@@ -26,7 +21,6 @@ private slots:
     void theVersionIsNotTold();
     void noBeepWithoutADisplay();
     void theProcessHasItsId();
-    void realtimeSchedulingAsTheRightsAllow();
 };
 
 void tst_linuxkernel::eventsAreSetAndReset()
@@ -119,30 +113,6 @@ void tst_linuxkernel::noBeepWithoutADisplay()
 void tst_linuxkernel::theProcessHasItsId()
 {
     QCOMPARE(GetCurrentProcessId(), DWORD(::getpid()));
-}
-
-// What a bare attempt is allowed, a request gets too; and it never does harm.
-void tst_linuxkernel::realtimeSchedulingAsTheRightsAllow()
-{
-    const auto policyAfter = [](void (*attempt)()) {
-        int policy = -1;
-        std::thread([&] {
-            attempt();
-            sched_param parameters{};
-            pthread_getschedparam(pthread_self(), &policy, &parameters);
-        }).join();
-        return policy & ~SCHED_RESET_ON_FORK;
-    };
-    const int allowed = policyAfter([] {
-        sched_param parameters{};
-        parameters.sched_priority = 20;
-        pthread_setschedparam(pthread_self(), SCHED_RR, &parameters);
-    });
-    const int granted = policyAfter(&requestRealtimeScheduling);
-    if (allowed == SCHED_RR)
-        QCOMPARE(granted, SCHED_RR);
-    else
-        QVERIFY(granted == SCHED_OTHER || granted == SCHED_RR); // the service may have helped
 }
 
 QTEST_GUILESS_MAIN(tst_linuxkernel)

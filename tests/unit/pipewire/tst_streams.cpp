@@ -2,6 +2,7 @@
 #include "platform/pipewire/card.h"
 #include "platform/posix/comobject.h"
 #include "platform/posix/handletable.h"
+#include "platform/posix/realtimepriority.h"
 #include "platform/posix/taskmemory.h"
 #include "platform/threads.h"
 #include "servertools.h"
@@ -11,6 +12,10 @@
 #include <QTest>
 
 #include <malloc.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <thread>
 
 namespace
 {
@@ -32,6 +37,31 @@ DWORD fillSquareSilently(BYTE *data, UINT32 frames)
 {
     fillSquare(data, frames);
     return AUDCLNT_BUFFERFLAGS_SILENT;
+}
+
+/// Of all threads of this process that have one.
+QList<int> realtimePriorities()
+{
+    QList<int> priorities;
+    const QStringList threads =
+        QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &thread : threads) {
+        sched_param parameters{};
+        if (sched_getparam(thread.toInt(), &parameters) == 0 && parameters.sched_priority > 0)
+            priorities.append(parameters.sched_priority);
+    }
+    return priorities;
+}
+
+bool isRealtimeAllowed()
+{
+    bool isAllowed = false;
+    std::thread([&] {
+        sched_param parameters{};
+        parameters.sched_priority = posix::pacedPriority;
+        isAllowed = sched_setscheduler(0, SCHED_RR, &parameters) == 0;
+    }).join();
+    return isAllowed;
 }
 
 int entries(const char *folder)
@@ -360,7 +390,7 @@ private slots:
     void aBacklogThatIsNotNeededIsCut()
     {
         // A client that misses a cycle needs its backlog.
-        requestRealtimeScheduling();
+        requestRealtimeScheduling(SoundThread::Paced);
         Stream stream(speakersTarget);
         QCOMPARE(stream.open(), S_OK);
         // The quantum has settled when the client gives one per cycle and nothing piles up.
@@ -387,6 +417,21 @@ private slots:
         while (isBacklog() && timer.elapsed() < longestWait)
             QVERIFY(giveOne());
         QVERIFY2(!isBacklog(), qPrintable(QString::number(padding)));
+    }
+
+    // Whoever waits for the data thread's event comes first, where there are real-time rights.
+    void theDataThreadGivesWayToThoseItWakes()
+    {
+        Stream stream(speakersTarget);
+        QCOMPARE(stream.open(), S_OK);
+        const RenderLoop loop(stream, fillSquare);
+        QList<int> priorities;
+        const auto look = [&] {
+            priorities = realtimePriorities();
+            return priorities.contains(posix::fedPriority) &&
+                   *std::max_element(priorities.begin(), priorities.end()) <= posix::pacedPriority;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(look(), isRealtimeAllowed(), longestWait);
     }
 
     void aStreamAloneMakesTheGraphRunAtItsPeriod()

@@ -132,7 +132,7 @@ void TestSpeakerThread::theThreadAsksForRealTimeScheduling()
     SpeakerBench bench;
     QVERIFY(bench.open());
     QVERIFY(bench.nextReadBegins());
-    QCOMPARE(simulated::countCalls("requestRealtimeScheduling"), 1);
+    QCOMPARE(simulated::countCalls("requestRealtimeScheduling paced"), 1);
 }
 
 void TestSpeakerThread::aThreadWithoutAHandleSaysSoAndEnds()

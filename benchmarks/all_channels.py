@@ -10,7 +10,6 @@ it is not, a player had nothing to play in time. Tells the load of the machine a
 stood still for a while, since gaps on a busy one prove nothing.
 """
 import array
-import bisect
 import collections
 import contextlib
 import os
@@ -79,7 +78,7 @@ class Recording:
         self.process = processes.start(
             "parecord", f"--device={sink}.monitor", "--raw", "--format=s16le", "--channels=1",
             f"--rate={audio.RATE}", "--latency-msec=40", stdout=subprocess.PIPE)
-        self.arrivals = []  # of samples: how many so far, and when, less their length
+        self.arrivals = stalls.Arrivals(audio.RATE)
         self.thread = threading.Thread(target=self.read)
         self.thread.start()
 
@@ -89,14 +88,7 @@ class Recording:
             while data := self.process.stdout.read1(65536):
                 file.write(data)
                 samples += len(data) // 2
-                self.arrivals.append((samples, time.monotonic() - samples / audio.RATE))
-
-    def moment(self, position):
-        """When that sample came, on the monotonic clock. What the server lost before is not in the
-        count, so only the arrivals around it tell; the least delayed of them tells best."""
-        first = bisect.bisect(self.arrivals, (position,))
-        return position / audio.RATE + min(
-            begin for _, begin in self.arrivals[max(0, first - 3):first + 20])
+                self.arrivals.note(samples)
 
     def gaps(self, skipped_seconds):
         """The height of the sum, the moments at which gaps began, and the time lost in them."""
@@ -115,7 +107,7 @@ class Recording:
             for position, sample in enumerate(array.array("h", chunk), begin // 2):
                 if abs(sample - common) > RECORDED_HEIGHT / 4:
                     if position - last >= APART_SAMPLES:
-                        moments.append(self.moment(skipped_seconds * audio.RATE + position))
+                        moments.append(self.arrivals.moment(skipped_seconds * audio.RATE + position))
                     lost += 1
                     last = position
         return common, moments, lost / audio.RATE * 1000

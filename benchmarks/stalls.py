@@ -4,6 +4,7 @@ milliseconds on each processor, and notes when that comes late. No sound survive
 
     benchmarks/stalls.py [SECONDS]
 """
+import bisect
 import os
 import signal
 import subprocess
@@ -70,6 +71,25 @@ class Watch:
             return any(-AROUND <= moment - end <= AROUND for end in ends)
         samples = [self.begin + (self.end - self.begin) * i / 1000 for i in range(1000)]
         return sum(map(is_near, moments)), sum(map(is_near, samples)) / len(samples)
+
+
+class Arrivals:
+    """When the samples of a recording came: what the server lost before one is not in its count,
+    so only those around it tell."""
+
+    def __init__(self, rate):
+        self.rate = rate
+        self.begins = []  # how many samples so far, and when, less their length
+
+    def note(self, samples):
+        """So many have come by now."""
+        self.begins.append((samples, time.monotonic() - samples / self.rate))
+
+    def moment(self, position):
+        """When that sample came, on the monotonic clock; the least delayed ones tell best."""
+        first = bisect.bisect(self.begins, (position,))
+        return position / self.rate + min(
+            begin for _, begin in self.begins[max(0, first - 3):first + 20])
 
 
 def main():

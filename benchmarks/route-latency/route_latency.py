@@ -9,24 +9,33 @@ Run it inside a server of its own (the server's quantum is forced):
 
 An application plays noise into the Gaming speaker, and one recording of four channels hears both
 what it plays and the monitor of the endpoint: the delay between the two is exact to the frame, and
-every frame that was lost or came late is seen. Prints one line for each subject and quantum;
-pw-loopback stands there twice, as it comes and at the real-time priority that Quorvane has.
+every frame that was lost or came late is seen. Prints one line for each subject and quantum, and
+where the machine had stood still; pw-loopback stands there twice, as it comes and with real-time
+priority, as Quorvane has.
 """
 
 import argparse
+import contextlib
 import os
+import pathlib
 import signal
 import statistics
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
-import soundtrack
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+
+import soundtrack  # noqa: E402  (the path stands above)
+import stalls  # noqa: E402
 
 TARGET = "speakers"
 SPEAKER = "tavori.Game.WaveSpeaker"
 LONGEST = soundtrack.RATE // 2  # frames; no route is expected to be slower
+SKIPPED_SECONDS = 2  # what these do is the start of the streams, not the route
+RECORDED_FRAME = 8  # bytes
 
 
 def run(*command):
@@ -143,8 +152,28 @@ def link(output, port):
     run("pw-link", output, port)
 
 
+@contextlib.contextmanager
+def arrivals_of(recording):
+    """Notes when the frames came that the growing file holds, while the block runs."""
+    arrivals = stalls.Arrivals(soundtrack.RATE)
+    ended = threading.Event()
+
+    def look():
+        while not ended.wait(0.05):
+            with contextlib.suppress(FileNotFoundError):
+                arrivals.note(os.path.getsize(recording) // RECORDED_FRAME)
+    thread = threading.Thread(target=look)
+    thread.start()
+    try:
+        yield arrivals
+    finally:
+        ended.set()
+        thread.join()
+
+
 def measure(subject, track, folder, seconds):
-    """Plays the track through the subject; the course of the delay and the share of one core."""
+    """Plays the track through the subject; the course of the delay, the moments of losses and the
+    share of one core."""
     recording = os.path.join(folder, "both-ends.raw")
     recorder = start("pw-record", "--channels", "4", "--channel-map", "FL,FR,RL,RR", "--rate",
                      str(soundtrack.RATE), "--format", "s16", "-P",
@@ -158,18 +187,22 @@ def measure(subject, track, folder, seconds):
     time.sleep(1)
     pid = subject.process.pid
     before, since = cpu_seconds(pid), time.monotonic()
-    time.sleep(seconds - 3)
-    share = (cpu_seconds(pid) - before) / (time.monotonic() - since)
-    player.wait(60)
-    time.sleep(0.5)
+    with arrivals_of(recording) as arrivals:
+        time.sleep(seconds - 3)
+        share = (cpu_seconds(pid) - before) / (time.monotonic() - since)
+        player.wait(60)
+        time.sleep(0.5)
     stop(recorder)
     near, far = soundtrack.read_sides(recording)
     os.remove(recording)
-    # What the first two seconds do is the start of the streams, not the route.
-    return soundtrack.follow(near[4 * soundtrack.RATE:], far[4 * soundtrack.RATE:], LONGEST), share
+    skipped = SKIPPED_SECONDS * 2 * soundtrack.RATE
+    course = soundtrack.follow(near[skipped:], far[skipped:], LONGEST)
+    moments = [arrivals.moment(int((SKIPPED_SECONDS + second) * soundtrack.RATE))
+               for second in course.lost]
+    return course, moments, share
 
 
-def report(subject, quantum, course, share):
+def report(subject, quantum, watch, course, moments, share):
     if not course.delays:
         print(f"{subject.name:14} quantum {quantum:5}: nothing came through", flush=True)
         return
@@ -178,10 +211,15 @@ def report(subject, quantum, course, share):
     print(f"{subject.name:14} quantum {quantum:5}: median {median:6.0f} frames = "
           f"{milliseconds:6.2f} ms = {median / quantum:4.2f} quanta, "
           f"from {min(course.delays)} to {max(course.delays)}, {len(course.slips)} slips, "
-          f"{course.lost} lost of {course.lost + len(course.delays)} blocks, "
+          f"{len(course.lost)} lost of {len(course.lost) + len(course.delays)} blocks, "
           f"CPU {100 * share:.2f} % of a core", flush=True)
     for second, old, new in course.slips[:5]:
         print(f"    at {second:.2f} s: {old} -> {new} frames")
+    print(f"    {watch.told()}")
+    if watch.known:
+        explained, by_chance = watch.explained(moments, stalls.BOUNDS[0])
+        print(f"    {explained} of {len(moments)} blocks lost where it just had ({by_chance:.0%} of the "
+              "time lies so)")
 
 
 def main():
@@ -205,7 +243,9 @@ def main():
             run("pw-metadata", "-n", "settings", "0", "clock.force-quantum", str(quantum))
             for subject in subjects:
                 with subject:
-                    report(subject, quantum, *measure(subject, track, folder, arguments.seconds))
+                    with stalls.Watch() as watch:
+                        result = measure(subject, track, folder, arguments.seconds)
+                    report(subject, quantum, watch, *result)
 
 
 if __name__ == "__main__":

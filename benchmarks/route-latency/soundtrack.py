@@ -34,7 +34,7 @@ class Course:
     def __init__(self):
         self.delays = []  # frames, one for each compared block
         self.slips = []  # (second, delay before, delay after)
-        self.lost = 0  # blocks that the far end never played whole
+        self.lost = []  # seconds, one for each block that the far end never played whole
 
     def add(self, second, delay):
         if self.delays and self.delays[-1] != delay:
@@ -60,15 +60,15 @@ def follow(near, far, longest):
         else:
             found = search(near, far, position, longest)
             if found is None:
-                course.lost += 1
+                course.lost.append(position / RATE)
             elif delay is None or found != delay:
                 delay = found
                 if far[2 * (position + delay):2 * (position + delay + BLOCK)] == block:
                     course.add(position / RATE, delay)
                 else:
-                    course.lost += 1
+                    course.lost.append(position / RATE)
             else:
-                course.lost += 1
+                course.lost.append(position / RATE)
         position += BLOCK
     return course
 

@@ -26,6 +26,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "
 
 import audio  # noqa: E402  (the path stands above)
 import stalls  # noqa: E402
+import trims  # noqa: E402
 from program import ON_DEMAND, Client, Program, eventually, full_name  # noqa: E402
 
 CHANNELS = ("Aux", "Aux2", "Aux3", "Browser", "Chat", "Gaming", "Media")
@@ -35,7 +36,6 @@ RECORDED_HEIGHT = HEIGHT * 2 ** 0.5  # the recordings fold both channels into on
 SETTLE_SECONDS = 3
 APART_SAMPLES = audio.RATE // 4  # gaps that are closer have one cause
 LONG_STALL = 4  # milliseconds: what eight sources leave of a period of 512 frames, about
-TRIM_WORDS = "等待发送的数据长度大于限制长度："
 
 
 def cpu_seconds(pid):
@@ -71,12 +71,14 @@ class Processes(contextlib.ExitStack):
 
 
 class Recording:
-    """What a sink plays; its gaps are runs of samples that are not the sum of all sources."""
+    """What sounds at a source; its gaps are runs of samples that are not what sounded in
+    its first second; whether that was so many sources is told too."""
 
-    def __init__(self, processes, sink, folder):
-        self.path = folder / f"{sink}.raw"
+    def __init__(self, processes, source, summands, folder):
+        self.path = folder / f"{source}.raw"
+        self.summands = summands
         self.process = processes.start(
-            "parecord", f"--device={sink}.monitor", "--raw", "--format=s16le", "--channels=1",
+            "parecord", f"--device={source}", "--raw", "--format=s16le", "--channels=1",
             f"--rate={audio.RATE}", "--latency-msec=40", stdout=subprocess.PIPE)
         self.arrivals = stalls.Arrivals(audio.RATE)
         self.thread = threading.Thread(target=self.read)
@@ -91,7 +93,8 @@ class Recording:
                 self.arrivals.note(samples)
 
     def gaps(self, skipped_seconds):
-        """The height of the sum, the moments at which gaps began, and the time lost in them."""
+        """The height of the sum, whether it is that of all summands, the moments at which gaps
+        began, and the time lost in them."""
         self.process.terminate()
         self.thread.join(10)
         data = self.path.read_bytes()[audio.RATE * 2 * skipped_seconds:]
@@ -110,7 +113,8 @@ class Recording:
                         moments.append(self.arrivals.moment(skipped_seconds * audio.RATE + position))
                     lost += 1
                     last = position
-        return common, moments, lost / audio.RATE * 1000
+        height = common / RECORDED_HEIGHT
+        return height, abs(height - self.summands) < 0.05, moments, lost / audio.RATE * 1000
 
 
 class Quorvane:
@@ -145,8 +149,12 @@ class Quorvane:
     def entry(channel):
         return audio.sink_named(full_name(channel))
 
+    @staticmethod
+    def microphone():
+        return audio.source_named(full_name("Microphone"))
+
     def trims(self):
-        return self.program.log().count(TRIM_WORDS)
+        return trims.counted(self.program.data)
 
 
 class Loopbacks:
@@ -174,6 +182,10 @@ class Loopbacks:
         return f"entry_{channel.lower()}"
 
     @staticmethod
+    def microphone():
+        return "virtual_microphone.monitor"
+
+    @staticmethod
     def trims():
         return "no such count"
 
@@ -198,7 +210,9 @@ def measure(subject_type, constant, folder, seconds):
         for entry in (*map(subject.entry, CHANNELS), "mouth"):
             processes.start("paplay", f"--device={entry}", constant)
         time.sleep(SETTLE_SECONDS)
-        recordings = {sink: Recording(processes, sink, folder) for sink in MIXES.values()}
+        recordings = {sink: Recording(processes, f"{sink}.monitor", len(CHANNELS) + 1, folder)
+                      for sink in MIXES.values()}
+        recordings["microphone"] = Recording(processes, subject.microphone(), 1, folder)
         time.sleep(SETTLE_SECONDS)
         server = int((pathlib.Path(os.environ["PRIVATE_SERVER_DIR"]) / "pipewire.pid").read_text())
         watched = {subject.name: subject.pids, "server": [server]}
@@ -206,7 +220,7 @@ def measure(subject_type, constant, folder, seconds):
         def times():
             return {name: sum((cpu_seconds(pid) for pid in pids), collections.Counter())
                     for name, pids in watched.items()}
-        trims = subject.trims()
+        cuts = subject.trims()
         with stalls.Watch() as watch:
             before, since = times(), time.monotonic()
             time.sleep(seconds)
@@ -222,15 +236,15 @@ def measure(subject_type, constant, folder, seconds):
                 print(f"    {spent / passed * 100:6.2f} %  {thread}")
         print(f"  {watch.told()}")
         for sink, recording in recordings.items():
-            height, moments, lost = recording.gaps(SETTLE_SECONDS)
-            print(f"  {sink}: {height / RECORDED_HEIGHT:.2f} sources, gaps at {len(moments)} time(s), "
-                  f"{lost:.1f} ms lost")
+            height, is_whole, moments, lost = recording.gaps(SETTLE_SECONDS)
+            print(f"  {sink}: {height:.2f} sources{'' if is_whole else ', NOT ALL'}, gaps at "
+                  f"{len(moments)} time(s), {lost:.1f} ms lost")
             if watch.known:
                 explained, by_chance = watch.explained(moments, LONG_STALL)
                 print(f"    {explained} where the machine had stood still for {LONG_STALL} ms or "
                       f"longer ({by_chance:.0%} of the time lies so)")
         if subject_type is Quorvane:
-            print(f"  queue trims: {subject.trims() - trims}")
+            print(f"  queue trims: {subject.trims() - cuts}")
         return shares[subject.name]
 
 

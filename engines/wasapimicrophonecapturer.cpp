@@ -105,6 +105,10 @@ void WASAPIMicrophoneCapturer::startCapture()
             QThread::create([own = capture]() mutable { std::exchange(own, nullptr)->run(); }));
         SignalStack::provideTo(*captureThread);
         captureThread->start(QThread::TimeCriticalPriority);
+        // Packets pass through the worker on their way to the players.
+        if (!std::exchange(workerHasPriority, true))
+            QMetaObject::invokeMethod(
+                this, [] { requestRealtimeScheduling(SoundThread::Fed); }, Qt::QueuedConnection);
     }
     qInfo() << "WASAPIMicrophoneCapturer::startCapture" << currentDeviceName << ": end";
 }

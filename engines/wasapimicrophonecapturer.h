@@ -105,6 +105,7 @@ private:
     std::unique_ptr<QThread> captureThread;
     std::unique_ptr<QTimer> retryTimer; ///< null once the end has begun
     bool isRetryArmed = false;
+    bool workerHasPriority = false; ///< asked for at the first start of a capture
 
     std::atomic<bool> controlModeChanging{false};
     std::atomic<tavoriSoftwareMode> softwareMode{NormalMode};

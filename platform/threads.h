@@ -24,7 +24,7 @@ void endOnItsThread(QObject *object, std::unique_ptr<QThread> thread);
 enum class SoundThread
 {
     Paced, ///< an endpoint or a device, once a period: play, capture and speaker threads
-    Fed,   ///< a paced thread, for each of its blocks: a player's worker
+    Fed,   ///< a paced thread or another fed one, for each block: workers of players and capturer
 };
 
 /// Asks for real-time scheduling for the calling thread, since Qt's priorities mean nothing

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Listens to an output for half a second and tells what sounds: measure-level.py SINK"""
+"""Listens to an output or an input for half a second and tells what sounds: measure-level.py NAME"""
 import array
 import math
 import subprocess
@@ -9,9 +9,16 @@ RATE = 48000
 SECONDS = 0.5
 
 
-def record(sink):
+def source_of(name):
+    """Where it is heard: at an output's monitor, at an input itself."""
+    sources = subprocess.run(["pactl", "list", "short", "sources"], capture_output=True, text=True)
+    names = [line.split("\t")[1] for line in sources.stdout.splitlines()]
+    return f"{name}.monitor" if f"{name}.monitor" in names else name
+
+
+def record(name):
     recorder = subprocess.Popen(
-        ["parecord", f"--device={sink}.monitor", "--raw", "--format=s16le", f"--rate={RATE}",
+        ["parecord", f"--device={source_of(name)}", "--raw", "--format=s16le", f"--rate={RATE}",
          "--channels=2", "--latency-msec=20"],
         stdout=subprocess.PIPE)
     try:

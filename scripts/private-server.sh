@@ -88,8 +88,14 @@ start_server() { # bare|full
     pactl load-module module-null-sink sink_name=real_microphone media.class=Audio/Source/Virtual \
         "sink_properties='device.description=\"Real microphone\"'" >/dev/null || return 1
     await has_endpoints || return 1
-    # Refused until WirePlumber is up, which nobody has waited for so far.
-    await pactl set-default-sink speakers && await pactl set-default-source real_microphone
+    await has_defaults
+}
+
+# Refused until WirePlumber is up, and forgotten if it has not read its own state by then: to be
+# asked for until they stand.
+has_defaults() {
+    pactl set-default-sink speakers && pactl set-default-source real_microphone &&
+        [ "$(pactl get-default-sink) $(pactl get-default-source)" = "speakers real_microphone" ]
 }
 
 # The machine's own devices, Bluetooth's among them, are not for a private server; and where no

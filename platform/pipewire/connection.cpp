@@ -166,6 +166,8 @@ void Connection::lowerDataThread()
         posix::lowerToFedPriority();
         return 0;
     };
+    if (!context)
+        return; // as above
     pw_data_loop_invoke(pw_context_get_data_loop(context), lower, 0, nullptr, 0, false, nullptr);
 }
 

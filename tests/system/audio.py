@@ -160,8 +160,12 @@ class Recording:
         self.samples = []
         self.file = tempfile.TemporaryFile()
         self.process = recorder(source, self.file)
-        eventually(lambda: os.fstat(self.file.fileno()).st_size > RATE * 0.1 * 4,
-                   what="a recording")
+        self.await_seconds(0.1)
+
+    def await_seconds(self, seconds):
+        """Returns when so much is recorded."""
+        eventually(lambda: os.fstat(self.file.fileno()).st_size > RATE * seconds * 4,
+                   what=f"{seconds} seconds of a recording")
 
     def __enter__(self):
         return self

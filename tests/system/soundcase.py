@@ -1,4 +1,5 @@
 """A test case with a running program, a client, and tones that are measured at the endpoints."""
+import contextlib
 import tempfile
 import unittest
 
@@ -97,6 +98,16 @@ class SoundCase(unittest.TestCase):
 
     def assert_silent(self, sink, hertz):
         self.assert_sound(f"{sink}.monitor", {hertz: 0})
+
+    def assert_stays_silent(self, *sources, seconds=3):
+        """Not one sample sounds on the left of any of them for so long."""
+        with contextlib.ExitStack() as stack:
+            recordings = {source: stack.enter_context(audio.Recording(source))
+                          for source in sources}
+            for recording in recordings.values():
+                recording.await_seconds(seconds)
+        for source, recording in recordings.items():
+            self.assertLessEqual(max(map(abs, recording.samples)), SILENCE, source)
 
     def order(self, event, info, **values):
         """Sends a command about an endpoint (its device info object); returns when it is

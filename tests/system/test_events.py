@@ -74,6 +74,10 @@ class EventsTest(SoundCase):
                              deviceName="Extra microphone")
         self.assertEqual(audio.pactl("get-default-source").strip(), "extra")
         self.assertEqual(self.events(), [])
+        audio.pactl("set-default-source", "real_microphone")
+        self.client.wait_for("defaultDeviceChanged", deviceType="inputDevice",
+                             deviceName="Real microphone")
+        self.assertEqual(self.events(), [])
 
     def test_levels_changed_by_others_are_told(self):
         headset, microphone = self.output("Headset"), self.input("Real microphone")

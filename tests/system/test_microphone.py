@@ -143,6 +143,7 @@ class MicrophoneTest(SoundCase):
                 self.client.barrier()
                 for source in (*mixes, self.virtual):
                     self.assert_sound(source, {440: 0})
+                self.assert_stays_silent(*mixes, self.virtual)
                 self.client.send("finishSetControlMode", mode=mode)
                 self.assert_sound(self.virtual, {440: AMPLITUDE})
                 for source in mixes:

@@ -125,13 +125,18 @@ class StreamerModeTest(SoundCase):
 
     def test_virtual_endpoints_are_held_at_full_level(self):
         sink = audio.sink_named(GAMING)
-        audio.pactl("set-sink-volume", sink, "40%")
-        audio.pactl("set-sink-mute", sink, "1")
 
         def is_full():
-            info = self.output(GAMING)
-            return info["deviceVolume"] == 100 and not info["deviceMute"]
-        eventually(is_full, what="the full level")
+            state = next(info for info in audio.pactl_list("sinks") if info["name"] == sink)
+            return not state["mute"] and all(channel["value_percent"] == "100%"
+                                             for channel in state["volume"].values())
+        for change in (("set-sink-volume", sink, "40%"), ("set-sink-mute", sink, "1")):
+            told = self.program.log().count("onDeviceControlChanged() : end")
+            audio.pactl(*change)
+            eventually(lambda: self.program.log().count("onDeviceControlChanged() : end") > told,
+                       what="the change of somebody else's")
+            eventually(is_full, what="the full level")
+        self.assertEqual(self.output(GAMING)["deviceVolume"], 100)
         self.assert_mixes((1, 1), (0, 0))
         self.assertEqual(self.events_about(GAMING), [])
         # A real endpoint's change is told, and Stream's too, and both keep it.
@@ -144,6 +149,13 @@ class StreamerModeTest(SoundCase):
 
 
 class ModeSwitchTest(SoundCase):
+    def assert_falls_silent(self):
+        """What was on its way when the mode changed is over soon, and nothing follows."""
+        sinks = ("speakers", "headset")
+        for sink in sinks:
+            self.assert_silent(sink, GAME_TONE)
+        self.assert_stays_silent(*(f"{sink}.monitor" for sink in sinks))
+
     def test_nothing_sounds_between_the_two_commands(self):
         self.play("Gaming", GAME_TONE)
         self.client.route("Gaming", "Speakers")
@@ -151,16 +163,14 @@ class ModeSwitchTest(SoundCase):
         self.client.send("setControlMode", mode="StreamerMode")
         self.client.barrier()
         self.order("switchPersonalSynthesizerDevice", self.output("Headset"))
-        for sink in ("speakers", "headset"):
-            self.assert_silent(sink, GAME_TONE)
+        self.assert_falls_silent()
         self.client.send("finishSetControlMode", mode="StreamerMode")
         self.assert_heard("headset", GAME_TONE)
         self.assert_silent("speakers", GAME_TONE)
 
         self.client.send("setControlMode", mode="NormalMode")
         self.client.barrier()
-        for sink in ("speakers", "headset"):
-            self.assert_silent(sink, GAME_TONE)
+        self.assert_falls_silent()
         # A switch can be redone before its end; a mode that does not exist changes nothing.
         self.client.send("setControlMode", mode="StreamerMode")
         self.client.send("setControlMode", mode="NormalMode")

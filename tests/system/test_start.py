@@ -50,6 +50,16 @@ class StartTest(unittest.TestCase):
             self.assertRegex(line, LINE)
         self.assertNotIn("Critical:", log)
 
+    def test_closing_the_last_window_ends_nothing(self):
+        probe = {"LD_PRELOAD": str(BUILD / "libwindowprobe.so")}
+        with Program(self.folder, environment=probe) as program:
+            program.await_log("window probe: shown true closed true")
+            with Client() as client:
+                client.barrier()
+                client.await_endpoints()
+            self.assertIsNone(program.process.poll())
+            self.assertIn("window probe: desktop OpenGL true", program.log())
+
     def test_quit_ends_with_zero_and_hides_the_virtual_endpoints(self):
         program = Program(self.folder)
         self.assertIsNotNone(audio.sink_named(full_name("Gaming")))

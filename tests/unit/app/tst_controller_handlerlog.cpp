@@ -75,6 +75,38 @@ QList<Row> mixRows()
          " -50 75"},
     };
 }
+
+QList<Row> levelRows()
+{
+    const QString named = " \"A name\" \"{an id}\"";
+    QList<Row> rows{
+        {"increaseDeviceVolume", "onIncreaseDeviceVolume",
+         with(device("A name", "{an id}"), "singleStep", 5), named + " 5"},
+        {"decreaseDeviceVolume", "onDecreaseDeviceVolume",
+         with(device("A name", "{an id}"), "singleStep", 7), named + " 7"},
+    };
+    struct Family
+    {
+        const char *type;
+        const char *getMute, *setMute, *getVolume, *setVolume;
+    };
+    for (const Family &family :
+         {Family{"outputDevice", "onGetOutputDeviceMute", "onSetOutputDeviceMute",
+                 "onGetOutputDeviceVolume", "onSetOutputDeviceVolume"},
+          Family{"inputDevice", "onGetInputDeviceMute", "onSetInputDeviceMute",
+                 "onGetInputDeviceVolume", "onSetInputDeviceVolume"},
+          Family{"", "onGetDeviceMute", "onSetDeviceMute", "onGetDeviceVolume",
+                 "onSetDeviceVolume"}}) {
+        const QJsonObject target = ofType(family.type);
+        rows += {
+            {"getDeviceMute", family.getMute, target, named},
+            {"setDeviceMute", family.setMute, with(target, "deviceMute", true), named + " true"},
+            {"getDeviceVolume", family.getVolume, target, named},
+            {"setDeviceVolume", family.setVolume, with(target, "deviceVolume", 42), named + " 42"},
+        };
+    }
+    return rows;
+}
 } // namespace
 
 class ControllerHandlerLogTest : public QObject
@@ -88,7 +120,7 @@ private slots:
         QTest::addColumn<QString>("handler");
         QTest::addColumn<QJsonObject>("payload");
         QTest::addColumn<QString>("arguments");
-        for (const Row &row : routingRows() + mixRows())
+        for (const Row &row : routingRows() + mixRows() + levelRows())
             QTest::newRow(row.handler)
                 << row.command << row.handler << row.payload << row.arguments;
     }
@@ -104,9 +136,11 @@ private slots:
         fixture.log.clear();
         fixture.send(command, payload);
         fixture.settle();
-        QCOMPARE(fixture.log.lines().filter(handler + "() :"),
-                 QStringList(
-                     {"Info: " + handler + "() :" + arguments, "Info: " + handler + "() : end"}));
+        // A failed order says so in between.
+        QStringList lines = fixture.log.lines().filter(handler + "() :");
+        lines.removeIf([](const QString &line) { return line.startsWith("Warning: "); });
+        QCOMPARE(lines, QStringList({"Info: " + handler + "() :" + arguments,
+                                     "Info: " + handler + "() : end"}));
     }
 };
 

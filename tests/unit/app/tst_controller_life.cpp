@@ -308,6 +308,39 @@ private slots:
         QCOMPARE(fixture.log.lines().count("Info: About to quit - end"), 2);
     }
 
+    void everyEndRunsTheSameTeardown_data()
+    {
+        QTest::addColumn<bool>("bySession");
+        QTest::newRow("quitApp") << false;
+        QTest::newRow("the session's end") << true;
+    }
+
+    void everyEndRunsTheSameTeardown()
+    {
+        QFETCH(const bool, bySession);
+        ControllerFixture fixture;
+        fixture.start();
+        simulated::clearCalls();
+        fixture.log.clear();
+        // What Qt makes of the end of an X11 session.
+        const auto endSession = [] {
+            QEvent quit(QEvent::Quit);
+            QCoreApplication::sendEvent(qApp, &quit);
+        };
+        if (bySession)
+            QTimer::singleShot(0, qApp, endSession);
+        else
+            fixture.send("quitApp");
+        QTimer::singleShot(30000, qApp, [] { QCoreApplication::exit(1); });
+        QCOMPARE(QCoreApplication::exec(), 0);
+        QCOMPARE(fixture.log.lines().filter("About to quit"),
+                 QStringList({"Info: About to quit - begin", "Info: About to quit - 0",
+                              "Info: About to quit - 1", "Info: About to quit - 2",
+                              "Info: About to quit - end"}));
+        QCOMPARE(simulated::calls().filter("SetEndpointVisibility").size(), 11);
+        QVERIFY(simulated::renderStreams(fixture.renderId(tavoriChatCapture)).isEmpty());
+    }
+
     void endpointChangesOfTheTeardownReachNobody()
     {
         ControllerFixture fixture;

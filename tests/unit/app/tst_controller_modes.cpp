@@ -7,6 +7,7 @@
 #include "platform/simulated/streams.h"
 #include "tests/unit/app/controllersteps.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 namespace
@@ -65,17 +66,29 @@ private slots:
     {
         ControllerFixture fixture;
         fixture.start();
-        simulated::setDefault(eRender, QString());
-        simulated::setDefault(eCapture, QString());
-        // Stream becomes the default where there was none, and may stay it.
-        const QString stream = fixture.renderId(tavoriStream);
-        simulated::onCall("IPolicyConfig::SetEndpointVisibility",
-                          [stream] { simulated::setDefault(eRender, stream); });
-        simulated::clearCalls();
-        fixture.send("setControlMode", {{"mode", "StreamerMode"}});
-        fixture.send("setControlMode", {{"mode", "NormalMode"}});
-        fixture.settle();
-        QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
+        // What the system makes the default meanwhile is nothing to go back to, and may stay it.
+        const QString other = simulated::addEndpoint({.name = "Other", .flow = eCapture});
+        const auto chooseDefaults = [&] {
+            simulated::setDefault(eRender, fixture.headset);
+            simulated::setDefault(eCapture, other);
+        };
+        simulated::onCall("IPolicyConfig::SetEndpointVisibility", chooseDefaults);
+        for (const char *mode : {"StreamerMode", "NormalMode"}) {
+            simulated::setDefault(eRender, QString());
+            simulated::setDefault(eCapture, QString());
+            simulated::clearCalls();
+            fixture.send("setControlMode", {{"mode", mode}});
+            fixture.settle();
+            QCOMPARE(simulated::calls().filter("SetDefaultEndpoint"), QStringList());
+            // Each was asked of sessions and monitor before the first endpoint came or went, and
+            // not once after that, as whoever sets a default does.
+            const QStringList calls = simulated::calls();
+            const auto first = calls.indexOf(QRegularExpression("^IPolicyConfig::SetEndpoint.*"));
+            const auto asked = calls.mid(0, first).filter("GetDefaultAudioEndpoint");
+            QCOMPARE(asked.size(), 4);
+            QCOMPARE(simulated::countCalls("IMMDeviceEnumerator::GetDefaultAudioEndpoint"), 4);
+            QCOMPARE(simulated::defaultEndpoint(eRender), fixture.headset);
+        }
     }
 
     void aStreamThatIsTheDefaultStaysItInStreamerModeOnly()
@@ -144,6 +157,15 @@ private slots:
         QCOMPARE(simulated::countCalls("IAudioEndpointVolume::SetMasterVolumeLevelScalar"), 1);
         QCOMPARE(simulated::countCalls("IAudioEndpointVolume::SetMute"), 1);
         QCOMPARE(fixture.pendingEvents(), QStringList());
+        // In the monitor's own name, so that each comes back as its own doing.
+        const auto lines = [&](const char *handler, const char *level) {
+            return fixture.log.lines().count(
+                QStringLiteral("Info: %1() : \"deviceID = %2, %3\"").arg(handler, id, level));
+        };
+        QCOMPARE(lines("onDeviceControlChanged", "muted = 0, masterVolume = 40"), 1);
+        QCOMPARE(lines("onDeviceStateChanged", "muted = 0, masterVolume = 100"), 2);
+        QCOMPARE(lines("onDeviceControlChanged", "muted = 1, masterVolume = 100"), 1);
+        QCOMPARE(fixture.log.lines().filter("onDeviceControlChanged() : \"").size(), 2);
     }
 
     void fullLevelNeedsNoForce()

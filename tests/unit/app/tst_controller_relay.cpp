@@ -58,9 +58,8 @@ private slots:
                               {"deviceID", gaming},
                               {"deviceMute", false},
                               {"deviceVolume", 50}}));
-        QVERIFY(!fixture.log.lines()
-                     .filter("Info: onDeviceControlChanged() : \"deviceID = " + gaming)
-                     .isEmpty());
+        QVERIFY(fixture.log.lines().contains("Info: onDeviceControlChanged() : \"deviceID = " +
+                                             gaming + ", muted = 0, masterVolume = 50\""));
         const auto expected = static_cast<qint16>(12000 * float(0.333188));
         QTRY_VERIFY(qAbs(sampleHeard(stream, gamingFile, 12000) - expected) <= 1);
 
@@ -75,6 +74,8 @@ private slots:
                                          {"deviceID", gaming},
                                          {"deviceVolume", 100}});
         QVERIFY(fixture.waitForLog("onDeviceStateChanged() : end"));
+        QVERIFY(fixture.log.lines().contains("Info: onDeviceStateChanged() : \"deviceID = " +
+                                             gaming + ", muted = 0, masterVolume = 100\""));
         fixture.settle();
         QTRY_COMPARE(sampleHeard(stream, gamingFile, 12000), 12000);
         QCOMPARE(fixture.pendingEvents(), QStringList());
@@ -206,6 +207,11 @@ private slots:
             QJsonObject(
                 {{"deviceType", "inputDevice"}, {"deviceName", "Other mic"}, {"deviceID", other}}));
         QCOMPARE(fixture.pendingEvents().filter("defaultDeviceChanged"), QStringList());
+        QCOMPARE(fixture.log.lines().filter("DeviceChanged() :").filter("Default"),
+                 QStringList({"Info: onDefaultRenderDeviceChanged() : \"" + fixture.headset + "\"",
+                              "Info: onDefaultRenderDeviceChanged() : end",
+                              "Info: onDefaultCaptureDeviceChanged() : \"" + other + "\"",
+                              "Info: onDefaultCaptureDeviceChanged() : end"}));
     }
 
     void setCurrentDeviceSetsTheDefault()

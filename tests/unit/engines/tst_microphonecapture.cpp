@@ -75,7 +75,6 @@ void TestMicrophoneCapture::otherCallFails_data()
 
     QTest::newRow("CoInitializeEx") << "CoInitializeEx" << true;
     QTest::newRow("CoTaskMemAlloc") << "CoTaskMemAlloc" << true;
-    QTest::newRow("GetDevicePeriod") << "IAudioClient::GetDevicePeriod" << true;
     QTest::newRow("WaitForMultipleObjects") << "WaitForMultipleObjects" << true;
     QTest::newRow("real-time scheduling") << "requestRealtimeScheduling" << true;
     QTest::newRow("Stop") << "IAudioClient::Stop" << true;

@@ -9,6 +9,22 @@ namespace
 const QString needStopLine =
     QStringLiteral("Info: Capture microphone - on quit - need to call stopCapture!!!");
 
+/// Counts the queued calls that one object gets, whichever thread it lives on.
+class CountingApplication : public QCoreApplication
+{
+public:
+    using QCoreApplication::QCoreApplication;
+    bool notify(QObject *receiver, QEvent *event) override
+    {
+        if (event->type() == QEvent::MetaCall && receiver == watched.load())
+            ++calls;
+        return QCoreApplication::notify(receiver, event);
+    }
+
+    static inline std::atomic<QObject *> watched{nullptr};
+    static inline std::atomic<int> calls{0};
+};
+
 } // namespace
 
 class TestMicrophonePackets : public CaptureTest
@@ -36,9 +52,13 @@ void TestMicrophonePackets::packetsInOrder()
     auto stream = start();
     QVERIFY(stream);
     const QByteArray sound = pattern(1920);
+    CountingApplication::calls = 0;
+    CountingApplication::watched = capturer.get();
     stream.queuePacket(sound.left(960));
     stream.pushPacket(sound.mid(960));
     QCOMPARE(listener.hear(1920), sound);
+    CountingApplication::watched = nullptr;
+    QCOMPARE(CountingApplication::calls.load(), 2);
     QCOMPARE(log.lines().filter("每次从麦克风读取到的数据包大于一："),
              QStringList("Info: 每次从麦克风读取到的数据包大于一： 2"));
 
@@ -185,5 +205,11 @@ void TestMicrophonePackets::endpointVanishes()
     QCOMPARE(simulated::leakReport(), QString());
 }
 
-QTEST_GUILESS_MAIN(TestMicrophonePackets)
+int main(int argc, char **argv)
+{
+    CountingApplication application(argc, argv);
+    TestMicrophonePackets test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_microphonepackets.moc"

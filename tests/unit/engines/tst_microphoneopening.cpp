@@ -86,7 +86,8 @@ void TestMicrophoneOpening::theWorkerAsksForPriorityOnce()
     QVERIFY(start());
     QVERIFY(simulated::waitForCall("requestRealtimeScheduling fed"));
     QVERIFY(start()); // forgets the calls of before
-    QMetaObject::invokeMethod(capturer.get(), [] {}, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        capturer.get(), [] {}, Qt::BlockingQueuedConnection);
     QCOMPARE(simulated::countCalls("requestRealtimeScheduling fed"), 0);
     QCOMPARE(simulated::countCalls("requestRealtimeScheduling paced"), 1);
 }

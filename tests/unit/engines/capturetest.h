@@ -26,7 +26,7 @@ private slots:
 protected:
     /// Captures from the microphone; returns when the capture thread waits for sound.
     [[nodiscard]] simulated::CaptureStream start();
-    /// The recorded calls of all threads but this one.
+    /// The recorded calls of the capture thread and of players' threads.
     [[nodiscard]] static QStringList threadCalls();
     [[nodiscard]] static bool waitForLine(const LogCapture &log, const QString &line);
 

@@ -2,6 +2,7 @@
 
 #include "platform/signalstack.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMutexLocker>
@@ -10,10 +11,23 @@
 #include <QTextStream>
 #include <QThread>
 
+#include <algorithm>
+#include <chrono>
+
+using namespace std::chrono_literals;
+
 namespace
 {
 
 constexpr unsigned long stopBoundMs = 100;
+
+/// A turn of writing takes what is queued until the log thread would sleep. Each is a wake-up of
+/// that thread, and so takes from those who log as much as answering a command does. This many
+/// turns have no pause between them ...
+constexpr int turnsInARow = 500;
+/// ... and where lines still keep coming, they gather for so long from turn to turn. A process that
+/// ends in the midst of a flood loses what has gathered.
+constexpr auto turnInterval = 5ms;
 
 } // namespace
 
@@ -29,11 +43,25 @@ protected:
     {
         SignalStack::provide();
         loopEntered.acquire();
+        connect(
+            eventDispatcher(), &QAbstractEventDispatcher::aboutToBlock, this,
+            [this] { pauseIfFlooded(); }, Qt::DirectConnection);
         exec();
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    void pauseIfFlooded()
+    {
+        const Clock::time_point now = Clock::now();
+        evenTurns = std::max(evenTurns, now) + turnInterval;
+        if (evenTurns - now > turnsInARow * turnInterval)
+            msleep(turnInterval.count());
+    }
+
     QSemaphore loopEntered;
+    Clock::time_point evenTurns; ///< When the turns so far would be over, had each its interval.
 };
 
 Logger::Logger() : logThread(std::make_unique<LogThread>())

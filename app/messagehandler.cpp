@@ -10,6 +10,7 @@
 #include <QMutexLocker>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QStringBuilder>
 
 #include <algorithm>
 #include <array>
@@ -25,6 +26,8 @@ std::atomic<bool> logGate{false};
 QMutex handlerMutex;
 QString logFilePath;
 bool logFileOpen = false;
+QString secondsStamp;
+qint64 stampedSecond = -1;
 
 constexpr qint32 logoIndex = 1;
 constexpr qint32 logoCount = 30;
@@ -115,10 +118,22 @@ QString stampOf(const QDateTime &moment)
                              time.hour(), time.minute(), time.second());
 }
 
+/// The stamp of this second, made once in it: asking for local time may cost a look at the zone's
+/// file. The handler's lock must be held.
+const QString &currentStamp()
+{
+    const qint64 second = QDateTime::currentSecsSinceEpoch();
+    if (second != stampedSecond) {
+        secondsStamp = stampOf(QDateTime::fromSecsSinceEpoch(second));
+        stampedSecond = second;
+    }
+    return secondsStamp;
+}
+
 QString formLine(QtMsgType type, const QString &message)
 {
-    return "[" + stampOf(QDateTime::currentDateTime()) + "] " + levelWord(type) + " " + message +
-           "\r\n";
+    return QLatin1Char('[') % currentStamp() % QLatin1StringView("] ") % levelWord(type) %
+           QLatin1Char(' ') % message % QLatin1StringView("\r\n");
 }
 
 } // namespace

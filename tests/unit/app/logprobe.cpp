@@ -3,6 +3,7 @@
 #include "app/messagehandler.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <QDir>
@@ -144,6 +145,19 @@ void logTurnByTurn()
     drainLog();
 }
 
+/// Three lines in three seconds; each tells when it was begun.
+void logInSeveralSeconds()
+{
+    for (int i = 0; i < 3; ++i) {
+        if (i > 0)
+            QThread::msleep(
+                static_cast<unsigned long>(1000 - QDateTime::currentDateTime().time().msec()));
+        const QDateTime now = QDateTime::currentDateTime();
+        qInfo() << now.toString("yyyy-MM-dd hh:mm:ss").toLatin1().constData();
+    }
+    drainLog();
+}
+
 void logAndLeave()
 {
     drainLog();
@@ -174,6 +188,7 @@ const std::map<QString, void (*)()> scenarios{
     {"nodirectory", logWithoutDirectory},
     {"threads", logFromManyThreads},
     {"turns", logTurnByTurn},
+    {"seconds", logInSeveralSeconds},
     {"leave", logAndLeave},
     {"end", logToTheEnd},
     {"one", [] { drainLog(); }},

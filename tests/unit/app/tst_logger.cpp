@@ -1,12 +1,15 @@
 #include "app/logger.h"
 #include "tests/support/threadqueue.h"
 
+#include <QAbstractEventDispatcher>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QSemaphore>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
 #include <memory>
 
 namespace
@@ -67,6 +70,31 @@ private slots:
             awaitQueueOf(logger);
             QCOMPARE(contents(path("log.txt")), expected);
         }
+    }
+
+    void turnsOfAFloodComeSlowly()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        awaitQueueOf(logger); // so that the thread has its dispatcher
+        QAbstractEventDispatcher *dispatcher = QAbstractEventDispatcher::instance(logger.thread());
+        QVERIFY(dispatcher != nullptr);
+        std::atomic<int> turns = 0;
+        connect(
+            dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, [&turns] { ++turns; },
+            Qt::DirectConnection);
+        QElapsedTimer clock;
+        clock.start();
+        QByteArray expected;
+        for (int i = 0; turns < 700; ++i) {
+            QVERIFY(i < 100'000);
+            log(logger, QString::number(i) + "\r\n");
+            expected += QByteArray::number(i) + "\r\n";
+            awaitQueueOf(logger);
+        }
+        // 500 turns come as they like and the others 5 ms apart, however slow the machine is.
+        QVERIFY2(clock.elapsed() > 900, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(contents(path("log.txt")), expected);
     }
 
     void textIsUtf8()

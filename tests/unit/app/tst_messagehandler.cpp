@@ -71,6 +71,7 @@ private slots:
     void valuesAreQuotedAndLiteralsAreNot();
     void linesEndWithCarriageReturnAndLineFeed();
     void stampIsLocalTime();
+    void stampMovesOn();
     void fileIsNamedByTime();
     void fourTextsAreDroppedAndNothingElse();
     void droppedTextOpensTheFileNevertheless();
@@ -145,6 +146,25 @@ void TestMessageHandler::stampIsLocalTime()
     QVERIFY(stamp.isValid());
     QVERIFY(stamp >= before.addMSecs(-1000));
     QVERIFY(stamp <= after);
+}
+
+void TestMessageHandler::stampMovesOn()
+{
+    const PrivateHome home;
+    QCOMPARE(runProbe(home, "seconds"), 0);
+    QByteArrayList stamps;
+    QByteArrayList begun;
+    for (const QByteArray &line : home.log().split('\n')) {
+        if (line.contains("Info: 2")) {
+            stamps << line.mid(1, 19);
+            begun << line.mid(line.indexOf("Info: ") + 6, 19);
+        }
+    }
+    QCOMPARE(begun.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY2(begun[i] <= stamps[i], stamps[i] + " is before " + begun[i]);
+        QVERIFY2(i == 2 || stamps[i] <= begun[i + 1], stamps[i] + " is after the next line");
+    }
 }
 
 void TestMessageHandler::fileIsNamedByTime()

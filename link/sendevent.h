@@ -18,9 +18,11 @@ void WebSocketServer::send(const Values &...values)
     const QMutexLocker locker(&mutex);
     if (!canSend())
         return;
+    QJsonObject document;
+    document.insert(QLatin1StringView("event"), latin1(row.name));
     QJsonObject payload;
     std::size_t place = 0;
     (payload.insert(latin1(row.keys[place++]), values), ...);
-    transmit(
-        {{QLatin1StringView("event"), latin1(row.name)}, {QLatin1StringView("payload"), payload}});
+    document.insert(QLatin1StringView("payload"), payload);
+    transmit(document);
 }

@@ -155,6 +155,31 @@ class RubbishTest(unittest.TestCase):
         # All of them took their leave properly.
         self.assertNotIn("Critical:", self.program.log())
 
+    def test_clients_that_ask_and_vanish(self):
+        """Answers for a client that reset its connection go nowhere and hurt nobody."""
+        pid = self.program.process.pid
+        questions = masked(0x1, b'{"event":"getOutputDeviceInfos"}') * 20
+
+        def storm(count):
+            for index in range(count):
+                with socket.create_connection(("127.0.0.1", PORT), 30) as raw:
+                    reset(raw)
+                    raw.sendall(HANDSHAKE)
+                    raw.recv(65536)
+                    raw.sendall(questions)
+                    # Every other one goes in the middle of an answer.
+                    if index % 2:
+                        raw.recv(1)
+
+        storm(100)
+        eventually_no_more(pid, files := open_files(pid))
+        memory = resident_kib(pid)
+        storm(1000)
+        eventually_no_more(pid, files)
+        self.assertLess(resident_kib(pid), memory + 4 * 1024)
+        with Client() as client:
+            self.assertIn("Speakers", client.outputs())
+
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)

@@ -1,11 +1,15 @@
 // Round trips of commands on one connection, next to a bare Qt WebSocket echo in the same run.
 //
 // Servers run in a child process of their own, so that every figure crosses the same boundaries;
-// with --port the commands go to a running program instead.
+// with --port the commands go to a running program instead. Where a server runs beside its client
+// decides more than what it does, and the scheduler decides it by luck: with --pid everything is
+// bound alike, first to one processor and then the servers to another. The program's own log thread
+// then has no processor to itself.
 #include "link/websocketserver.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QJsonDocument>
@@ -14,9 +18,13 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <sched.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace
@@ -184,6 +192,26 @@ int fail(const QString &reason)
     return 1;
 }
 
+cpu_set_t only(int processor)
+{
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(processor, &set);
+    return set;
+}
+
+/// Binds all threads that a process has; false if there is none, or no right to.
+bool bindTo(const cpu_set_t &processors, qint64 pid)
+{
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    const QStringList threads = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    return !threads.isEmpty() && std::ranges::all_of(threads, [&](const QString &thread) {
+        // One that has ended meanwhile needs no binding.
+        return sched_setaffinity(thread.toInt(), sizeof processors, &processors) == 0 ||
+               errno == ESRCH;
+    });
+}
+
 /// Measures in turns, so that whatever the machine does meanwhile falls on all alike.
 int measure(std::vector<Exchange> exchanges, int rounds, int batch)
 {
@@ -216,6 +244,7 @@ int main(int argc, char *argv[])
     parser.addHelpOption();
     parser.addOptions({{"port", "Measure the program on this port.", "port"},
                        {"rounds", "Turns of each round trip (20).", "count", "20"},
+                       {"pid", "Bind this process, the program, beside client and echo.", "pid"},
                        {"batch", "Round trips in a turn (500).", "count", "500"},
                        {"serve", "Be the servers of another run."}});
     parser.process(application);
@@ -243,11 +272,32 @@ int main(int argc, char *argv[])
                                                           {"deviceName", device["deviceName"]},
                                                           {"deviceID", device["deviceID"]}});
     const QString heartbeat = R"({"event":"heartbeat"})";
-    const int result =
-        measure({{"echo", getVolume, getVolume, echo},
-                 {"heartbeat", heartbeat, heartbeat, program},
-                 {"getDeviceVolume", getVolume, R"({"event":"didReceiveDeviceVolume")", program}},
-                parser.value("rounds").toInt(), parser.value("batch").toInt());
+    const std::vector<Exchange> exchanges{
+        {"echo", getVolume, getVolume, echo},
+        {"heartbeat", heartbeat, heartbeat, program},
+        {"getDeviceVolume", getVolume, R"({"event":"didReceiveDeviceVolume")", program}};
+    const auto run = [&] {
+        return measure(exchanges, parser.value("rounds").toInt(), parser.value("batch").toInt());
+    };
+    int result = 0;
+    if (parser.isSet("pid")) {
+        const qint64 pid = parser.value("pid").toLongLong();
+        cpu_set_t before;
+        if (sched_getaffinity(pid_t(pid), sizeof before, &before) != 0)
+            return fail("no process " + parser.value("pid"));
+        for (const auto &[placement, processor] :
+             {std::pair{"client and servers on one processor", 0},
+              std::pair{"servers on a second processor", 1}}) {
+            if (!bindTo(only(0), QCoreApplication::applicationPid()) ||
+                !bindTo(only(processor), servers.processId()) || !bindTo(only(processor), pid))
+                return fail("cannot bind to processor " + QString::number(processor));
+            QTextStream(stdout) << placement << ':' << Qt::endl;
+            result |= run();
+        }
+        bindTo(before, pid);
+    } else {
+        result = run();
+    }
     servers.closeWriteChannel();
     servers.waitForFinished();
     return result;

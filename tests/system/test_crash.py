@@ -8,6 +8,8 @@ import subprocess
 import tempfile
 import unittest
 
+import websockets
+
 from crashes import (CRASHES, FAULTS, HEAP_CRASH, SIGNALS, SPEAKER_THREAD, CrashingProgram, Dump,
                      Symbols, blocked_signals, thread_named, threads)
 from program import BUILD, Client, Program, eventually
@@ -165,7 +167,14 @@ class CrashTest(unittest.TestCase):
         with Client() as client:
             client.barrier()
             program.crash(self.main_thread(program), "crash_holding_the_log")
-            client.send("quitApp")  # logged by this thread
+
+            # Logged by this thread; the first line of a second asks for local time.
+            def asks_in_vain():
+                with contextlib.suppress(websockets.ConnectionClosed):
+                    client.send("getDeviceMute")
+                return program.process.poll() is not None
+
+            eventually(asks_in_vain, what="the crash in the log")
             dump = self.assert_leaves_dump(program, "crash_holding_the_log",
                                            self.main_thread(program))
         # The lock is the handler's, and what would announce the dump waits for it.

@@ -65,7 +65,7 @@ TELLING void crash_in_second_instance()
     *nowhere = 5;
 }
 
-/// Called by the code that forms a line of the log.
+/// Called by the code that forms a line of the log, for the first one in each second.
 TELLING struct tm *localtime_r(const time_t *time, struct tm *result)
 {
     if (threadToCrashInLog != 0 && threadToCrashInLog == gettid())

@@ -216,7 +216,7 @@ void tst_endpointloss::onlyTheGraphIsKilled()
     QTRY_VERIFY_WITH_TIMEOUT(sink->events().contains("state 1 " + gaming().id), 10000);
     for (QProcess *daemon : {&policy, &graph}) {
         daemon->terminate();
-        QVERIFY(daemon->waitForFinished());
+        QVERIFY(daemon->waitForFinished() || daemon->state() == QProcess::NotRunning);
     }
     privateserver::stop();
     sink->clear();

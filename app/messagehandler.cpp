@@ -124,7 +124,7 @@ const QString &currentStamp()
 {
     const qint64 second = QDateTime::currentSecsSinceEpoch();
     if (second != stampedSecond) {
-        secondsStamp = stampOf(QDateTime::fromSecsSinceEpoch(second));
+        secondsStamp = stampOf(QDateTime::currentDateTime());
         stampedSecond = second;
     }
     return secondsStamp;

@@ -29,7 +29,7 @@ public:
 
 public slots:
     /// Writes one line and flushes it; invoked by its name. Runs on the log thread, whose queue
-    /// is served from the first openFile() on: at once, but in a flood of lines every 5 ms.
+    /// is served from the first openFile() on: at once, but in a flood of lines a few ms apart.
     void logMessage(QString message);
 
 private:

@@ -243,8 +243,8 @@ int main(int argc, char *argv[])
     parser.setApplicationDescription("Measures command round trips next to a bare echo.");
     parser.addHelpOption();
     parser.addOptions({{"port", "Measure the program on this port.", "port"},
-                       {"rounds", "Turns of each round trip (20).", "count", "20"},
                        {"pid", "Bind this process, the program, beside client and echo.", "pid"},
+                       {"rounds", "Turns of each round trip (20).", "count", "20"},
                        {"batch", "Round trips in a turn (500).", "count", "500"},
                        {"serve", "Be the servers of another run."}});
     parser.process(application);
@@ -288,11 +288,12 @@ int main(int argc, char *argv[])
         for (const auto &[placement, processor] :
              {std::pair{"client and servers on one processor", 0},
               std::pair{"servers on a second processor", 1}}) {
-            if (!bindTo(only(0), QCoreApplication::applicationPid()) ||
-                !bindTo(only(processor), servers.processId()) || !bindTo(only(processor), pid))
-                return fail("cannot bind to processor " + QString::number(processor));
             QTextStream(stdout) << placement << ':' << Qt::endl;
-            result |= run();
+            const bool areBound = bindTo(only(0), QCoreApplication::applicationPid()) &&
+                                  bindTo(only(processor), servers.processId()) &&
+                                  bindTo(only(processor), pid);
+            result |=
+                areBound ? run() : fail("cannot bind to processor " + QString::number(processor));
         }
         bindTo(before, pid);
     } else {

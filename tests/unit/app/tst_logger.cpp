@@ -74,12 +74,12 @@ private slots:
 
     void turnsOfAFloodComeSlowly()
     {
+        std::atomic<int> turns = 0; // outlives the thread that counts
         Logger logger;
         QCOMPARE(logger.openFile(path("log.txt")), 0);
         awaitQueueOf(logger); // so that the thread has its dispatcher
         QAbstractEventDispatcher *dispatcher = QAbstractEventDispatcher::instance(logger.thread());
         QVERIFY(dispatcher != nullptr);
-        std::atomic<int> turns = 0;
         connect(
             dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, [&turns] { ++turns; },
             Qt::DirectConnection);

@@ -98,19 +98,6 @@ has_defaults() {
         [ "$(pactl get-default-sink) $(pactl get-default-source)" = "speakers real_microphone" ]
 }
 
-# While a client comes, PipeWire tells a change of the defaults to that client alone. Those who were
-# here before the server are told once more, with nobody coming meanwhile.
-repeat_defaults() {
-    local default
-    for default in "sink headset" "source speakers.monitor" "sink speakers" \
-        "source real_microphone"; do
-        sleep 0.5
-        # shellcheck disable=SC2086
-        pactl set-default-$default || return 1
-    done
-    sleep 0.5
-}
-
 # The machine's own devices, Bluetooth's among them, are not for a private server; and where no
 # systemd-logind runs, WirePlumber would end for want of it.
 configure_session_manager() {
@@ -143,8 +130,7 @@ inside() { # bare|full COMMAND...
 kind=full
 case "${1:-}" in
 --start)
-    start_server "${2:-full}" || exit
-    [ "${2:-full}" = bare ] || repeat_defaults
+    start_server "${2:-full}"
     exit
     ;;
 --stop)

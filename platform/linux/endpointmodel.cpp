@@ -54,6 +54,8 @@ void EndpointModel::serverLost()
         else
             setState(entry, DEVICE_STATE_NOTPRESENT);
     }
+    toldNames = {};
+    doubtedNames = {};
     defaultNames = {};
     settleDefault(eRender);
     settleDefault(eCapture);
@@ -94,8 +96,26 @@ void EndpointModel::nodeRemoved(EDataFlow flow, quint32 index)
 void EndpointModel::defaultNamed(EDataFlow flow, const QString &name)
 {
     const std::lock_guard lock(mutex);
+    if (toldNames[flow] == name)
+        return;
+    toldNames[flow] = defaultNames[flow] = name;
+    doubtedNames[flow].reset();
+    settleDefault(flow);
+}
+
+bool EndpointModel::defaultSeen(EDataFlow flow, const QString &name)
+{
+    const std::lock_guard lock(mutex);
+    const std::optional<QString> doubted = std::exchange(doubtedNames[flow], std::nullopt);
+    if (name == defaultNames[flow])
+        return false;
+    if (doubted != name) {
+        doubtedNames[flow] = name;
+        return true;
+    }
     defaultNames[flow] = name;
     settleDefault(flow);
+    return false;
 }
 
 void EndpointModel::removeNode(EDataFlow flow, quint32 index)

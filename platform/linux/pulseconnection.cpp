@@ -1,11 +1,10 @@
 #include "platform/linux/pulseconnection.h"
 
 #include "platform/linux/mainlooplock.h"
+#include "platform/linux/servercontext.h"
 #include "platform/signalstack.h"
 
 #include <pulse/error.h>
-#include <pulse/proplist.h>
-#include <pulse/timeval.h>
 
 #include <array>
 
@@ -25,7 +24,7 @@ constexpr std::chrono::milliseconds slowRetry = 5s;
 
 PulseConnection::PulseConnection(EndpointModel &model, SessionModel &sessions)
     : model(model), sessions(sessions), mainloop(pa_threaded_mainloop_new()),
-      api(pa_threaded_mainloop_get_api(mainloop)), listing(model, sessions),
+      api(pa_threaded_mainloop_get_api(mainloop)), listing(api, model, sessions),
       sessionListing(sessions), watch(api, serverSockets(), [this] {
           attempts = 0;
           connect();
@@ -80,22 +79,14 @@ void PulseConnection::connect()
     cancelRetry();
     dropContext();
     watch.on();
-    pa_proplist *properties = pa_proplist_new();
-    pa_proplist_sets(properties, PA_PROP_APPLICATION_NAME, "Quorvane");
-    context = pa_context_new_with_proplist(api, nullptr, properties);
-    pa_proplist_free(properties);
+    context = newContext(api);
     if (!context)
         return;
-    if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
+    const auto onState = [](pa_context *, void *connection) {
+        static_cast<PulseConnection *>(connection)->onState();
+    };
+    if (!beginConnecting(context, onState, this))
         onLost(pa_context_errno(context));
-        return;
-    }
-    pa_context_set_state_callback(
-        context,
-        [](pa_context *, void *connection) {
-            static_cast<PulseConnection *>(connection)->onState();
-        },
-        this);
 }
 
 void PulseConnection::onState()
@@ -138,7 +129,7 @@ void PulseConnection::onEvent(pa_subscription_event_type_t event, quint32 index)
     const unsigned facility = 1u << (event & PA_SUBSCRIPTION_EVENT_FACILITY_MASK);
     if (facility & SessionListing::facilities)
         sessionListing.onEvent(event, index);
-    else
+    if (facility & ServerListing::facilities)
         listing.onEvent(event, index);
 }
 
@@ -167,22 +158,14 @@ void PulseConnection::dropContext()
     sessionListing.end();
     replies.clear();
     moves.refuseAll();
-    if (!context)
-        return;
-    pa_context_set_state_callback(context, nullptr, nullptr);
-    pa_context_set_subscribe_callback(context, nullptr, nullptr);
-    pa_context_disconnect(context);
-    pa_context_unref(std::exchange(context, nullptr));
+    drop(context);
 }
 
 void PulseConnection::retryIn(std::chrono::milliseconds delay)
 {
     cancelRetry();
-    timeval when;
-    pa_gettimeofday(&when);
-    pa_timeval_add(&when, static_cast<pa_usec_t>(delay.count()) * PA_USEC_PER_MSEC);
-    retry = api->time_new(
-        api, &when,
+    retry = callLater(
+        api, delay,
         [](pa_mainloop_api *, pa_time_event *, const timeval *, void *connection) {
             static_cast<PulseConnection *>(connection)->connect();
         },
@@ -191,8 +174,7 @@ void PulseConnection::retryIn(std::chrono::milliseconds delay)
 
 void PulseConnection::cancelRetry()
 {
-    if (retry)
-        api->time_free(std::exchange(retry, nullptr));
+    cancel(api, retry);
 }
 
 HRESULT PulseConnection::setVolume(const QString &id, float scalar, const GUID &guid)

@@ -55,9 +55,10 @@ Node nodeOf(const Info &info)
 
 // An empty name for a default that is no endpoint; nothing while the server, whose default has
 // vanished, has not chosen the next.
-std::optional<QString> defaultName(const char *name)
+std::optional<QString> defaultName(const pa_server_info &info, EDataFlow flow)
 {
-    const QString text = QString::fromUtf8(name);
+    const QString text =
+        QString::fromUtf8(flow == eRender ? info.default_sink_name : info.default_source_name);
     if (text.startsWith(QLatin1Char('@')))
         return std::nullopt;
     const bool isNone = text == standIn || text.endsWith(QLatin1StringView(".monitor"));
@@ -65,8 +66,9 @@ std::optional<QString> defaultName(const char *name)
 }
 } // namespace
 
-ServerListing::ServerListing(EndpointModel &model, SessionModel &sessions)
-    : model(model), sessions(sessions)
+ServerListing::ServerListing(pa_mainloop_api *api, EndpointModel &model, SessionModel &sessions)
+    : model(model), sessions(sessions),
+      defaultsCheck(api, [this](const pa_server_info &info) { return serverSeen(info); })
 {
 }
 
@@ -78,10 +80,12 @@ void ServerListing::begin(pa_context *connected, std::function<void()> whenListe
     drop(pa_context_get_sink_info_list(context, &nodeListed<pa_sink_info>, this));
     drop(pa_context_get_source_info_list(context, &nodeListed<pa_source_info>, this));
     queryServer();
+    defaultsCheck.request();
 }
 
 void ServerListing::end()
 {
+    defaultsCheck.cancel();
     context = nullptr;
     listed = nullptr;
     queries.clear();
@@ -92,12 +96,18 @@ void ServerListing::end()
 void ServerListing::onEvent(pa_subscription_event_type_t event, quint32 index)
 {
     const int facility = event & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
+    const int type = event & PA_SUBSCRIPTION_EVENT_TYPE_MASK;
     if (facility == PA_SUBSCRIPTION_EVENT_SERVER) {
         queryServer();
         return;
     }
+    if (facility == PA_SUBSCRIPTION_EVENT_CLIENT) {
+        if (type == PA_SUBSCRIPTION_EVENT_NEW)
+            defaultsCheck.clientCame(index);
+        return;
+    }
     const EDataFlow flow = facility == PA_SUBSCRIPTION_EVENT_SINK ? eRender : eCapture;
-    if ((event & PA_SUBSCRIPTION_EVENT_TYPE_MASK) == PA_SUBSCRIPTION_EVENT_REMOVE)
+    if (type == PA_SUBSCRIPTION_EVENT_REMOVE)
         forget(flow, index);
     else
         query(flow, index);
@@ -168,18 +178,22 @@ void ServerListing::serverTold(const pa_server_info *info)
 {
     serverQueried = false;
     if (info) {
-        tellDefault(eRender, info->default_sink_name);
-        tellDefault(eCapture, info->default_source_name);
+        for (const EDataFlow flow : {eRender, eCapture})
+            if (const std::optional<QString> name = defaultName(*info, flow))
+                model.defaultNamed(flow, *name);
     }
     if (std::exchange(serverAgain, false))
         queryServer();
     listFinished();
 }
 
-void ServerListing::tellDefault(EDataFlow flow, const char *name)
+bool ServerListing::serverSeen(const pa_server_info &info)
 {
-    if (const std::optional<QString> known = defaultName(name))
-        model.defaultNamed(flow, *known);
+    bool isDoubted = false;
+    for (const EDataFlow flow : {eRender, eCapture})
+        if (const std::optional<QString> name = defaultName(info, flow))
+            isDoubted |= model.defaultSeen(flow, *name);
+    return isDoubted;
 }
 
 void ServerListing::listFinished()

@@ -1,6 +1,7 @@
 // Keeps the endpoint table at what the server has: lists, queries.
 #pragma once
 
+#include "platform/linux/defaultscheck.h"
 #include "platform/linux/endpointmodel.h"
 #include "platform/linux/sessionmodel.h"
 
@@ -19,10 +20,11 @@ class ServerListing
 {
 public:
     static constexpr auto facilities = static_cast<pa_subscription_mask_t>(
-        PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
+        PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER |
+        PA_SUBSCRIPTION_MASK_CLIENT);
 
     /// Tells `sessions` which endpoint stands behind a node's number.
-    ServerListing(EndpointModel &model, SessionModel &sessions);
+    ServerListing(pa_mainloop_api *api, EndpointModel &model, SessionModel &sessions);
 
     /// Lists everything; `listed` is called when the first lists have come.
     void begin(pa_context *context, std::function<void()> listed);
@@ -50,7 +52,7 @@ private:
     void queryFinished(Query &query);
     void queryServer();
     void serverTold(const pa_server_info *info);
-    void tellDefault(EDataFlow flow, const char *name);
+    bool serverSeen(const pa_server_info &info);
     void listFinished();
 
     template <typename Info>
@@ -66,5 +68,6 @@ private:
     int listsToCome = 0;
     bool serverQueried = false;
     bool serverAgain = false;
+    DefaultsCheck defaultsCheck;
 };
 } // namespace pulse

@@ -92,6 +92,7 @@ private:
     void connectRoutingCommands();
     void connectLevelCommands();
     void connectMixCommands();
+    void connectGameChatMixCommands();
     void connectEndpointEvents();
     void connectSessionEvents();
     void onQuitApp();
@@ -278,16 +279,16 @@ private:
     PlayerPointer microphonePlayer;
     PlayerPointer personalMicrophonePlayer;
     PlayerPointer streamingMicrophonePlayer;
+    QList<HidEntry> hidDevices;
+    /// Guards the list and its threads.
+    QMutex hidDevicesMutex;
+    ObjectThreads hidThreads;
     MemoryCheck *memoryCheck = nullptr;
     QPointer<QTimer> alertTimer;
     /// Of the USB device that arrived last.
     int lastUsbVid = 0;
     int lastUsbPid = 0;
     QString lastUsbSerial;
-    QList<HidEntry> hidDevices;
-    /// Guards the list and its threads.
-    QMutex hidDevicesMutex;
-    ObjectThreads hidThreads;
     QMetaObject::Connection quitConnection;
 
     static const std::array<OutputDevicePointer QuorvaneWidget::*, outputCount> outputSlots;

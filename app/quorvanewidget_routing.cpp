@@ -53,7 +53,7 @@ void QuorvaneWidget::onSwitchOutputDevice(tavoriDeviceType deviceType, const QSt
 void QuorvaneWidget::onSwitchInputDevice(tavoriDeviceType deviceType, const QString &deviceName,
                                          const QString &deviceID)
 {
-    const HandlerTrace trace("onSwitchInputDevice", deviceType, deviceName, deviceID);
+    const HandlerTrace trace("onSwitchInputDevice");
     if (deviceType != tavoriChatCapture)
         qCritical() << "Unknown device!";
     else if (microphoneCapturer)

@@ -18,6 +18,7 @@ void QuorvaneWidget::connectCommands()
     connect(link, &WebSocketServer::sigSetControlMode, this, &QuorvaneWidget::onSetControlMode);
     connectMixCommands();
     connectHidCommands();
+    connectGameChatMixCommands();
     connect(link, &WebSocketServer::sigGetAudioSessionInfos, this,
             &QuorvaneWidget::onGetAudioSessionInfos);
     connect(link, &WebSocketServer::sigGetDeviceAudioSessionInfos, this,
@@ -69,6 +70,11 @@ void QuorvaneWidget::connectMixCommands()
             &QuorvaneWidget::onSetStreamingSynthesizerDeviceVolume);
     connect(link, &WebSocketServer::sigSetStreamingSynthesizerDeviceMute, this,
             &QuorvaneWidget::onSetStreamingSynthesizerDeviceMute);
+}
+
+void QuorvaneWidget::connectGameChatMixCommands()
+{
+    WebSocketServer *link = webSocketServer.data();
     connect(link, &WebSocketServer::sigSetGamingChatMixEnable, this,
             &QuorvaneWidget::onSetGamingChatMixEnable);
     connect(link, &WebSocketServer::sigSetGamingChatMixProportion, this,

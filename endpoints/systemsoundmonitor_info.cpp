@@ -93,6 +93,8 @@ QString SystemSoundMonitor::getDeviceName(const QString &id)
 
 bool SystemSoundMonitor::isOutputDevice(const QString &id)
 {
+    if (id.isEmpty())
+        return false; // an entry whose endpoint tells no ID is not meant
     const QMutexLocker locker(&mutex);
     return std::ranges::any_of(entries, [&id](const EndpointMonitorEntry *entry) {
         return entry->flow == eRender && entry->device && endpointID(entry->device.get()) == id;

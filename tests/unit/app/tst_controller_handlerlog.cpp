@@ -33,8 +33,7 @@ QList<Row> routingRows()
     };
     return {
         {"switchDevice", "onSwitchOutputDevice", route("outputDevice", tavoriGame), " 6" + named},
-        {"switchDevice", "onSwitchInputDevice", route("inputDevice", tavoriChatCapture),
-         " 8" + named},
+        {"switchDevice", "onSwitchInputDevice", route("inputDevice", tavoriChatCapture), {}},
         {"setCurrentDevice", "onSetCurrentOutputDevice", ofType("outputDevice"), named},
         {"setCurrentDevice", "onSetCurrentInputDevice", ofType("inputDevice"), named},
         {"addOutputDevice", "onAddOutputDevice", {{"outputDeviceName", "Aux2"}}, " \"Aux2\""},

@@ -252,6 +252,8 @@ void TestSystemSoundMonitorInfo::asksTheEndpointForItsIDNow()
     simulated::failNext("IMMDevice::GetId", someFailure, 1, system->speakers);
     QVERIFY(!monitor.isOutputDevice(system->speakers));
     QVERIFY(monitor.isOutputDevice(system->speakers));
+    simulated::failNext("IMMDevice::GetId", someFailure, 1, system->speakers);
+    QVERIFY(!monitor.isOutputDevice(QString()));
 }
 
 QTEST_GUILESS_MAIN(TestSystemSoundMonitorInfo)

@@ -54,8 +54,6 @@ void EndpointModel::serverLost()
         else
             setState(entry, DEVICE_STATE_NOTPRESENT);
     }
-    toldNames = {};
-    doubtedNames = {};
     defaultNames = {};
     settleDefault(eRender);
     settleDefault(eCapture);
@@ -96,26 +94,14 @@ void EndpointModel::nodeRemoved(EDataFlow flow, quint32 index)
 void EndpointModel::defaultNamed(EDataFlow flow, const QString &name)
 {
     const std::lock_guard lock(mutex);
-    if (toldNames[flow] == name)
-        return;
-    toldNames[flow] = defaultNames[flow] = name;
-    doubtedNames[flow].reset();
+    defaultNames[flow] = name;
     settleDefault(flow);
 }
 
-bool EndpointModel::defaultSeen(EDataFlow flow, const QString &name)
+QString EndpointModel::defaultName(EDataFlow flow) const
 {
     const std::lock_guard lock(mutex);
-    const std::optional<QString> doubted = std::exchange(doubtedNames[flow], std::nullopt);
-    if (name == defaultNames[flow])
-        return false;
-    if (doubted != name) {
-        doubtedNames[flow] = name;
-        return true;
-    }
-    defaultNames[flow] = name;
-    settleDefault(flow);
-    return false;
+    return defaultNames[flow];
 }
 
 void EndpointModel::removeNode(EDataFlow flow, quint32 index)

@@ -75,11 +75,10 @@ public:
     void nodeListed(const Node &node);
     /// An unknown index is ignored.
     void nodeRemoved(EDataFlow flow, quint32 index);
-    /// The name of the default node of a flow; empty for none. The same again is no news.
+    /// The name of the default node of a flow; empty for none.
     void defaultNamed(EDataFlow flow, const QString &name);
-    /// The name as somebody else was told, who counts when he says so twice. True when he is to be
-    /// asked again.
-    [[nodiscard]] bool defaultSeen(EDataFlow flow, const QString &name);
+    /// As last named.
+    [[nodiscard]] QString defaultName(EDataFlow flow) const;
 
     // What is asked of the card.
     /// The endpoint's node was asked to come or go.
@@ -135,11 +134,8 @@ private:
     mutable std::mutex mutex;
     std::condition_variable listingChanged;
     std::vector<Entry> entries;
-    // By flow.
-    std::array<std::optional<QString>, 2> toldNames;    ///< as last told us
-    std::array<std::optional<QString>, 2> doubtedNames; ///< seen once, and not what we were told
-    std::array<QString, 2> defaultNames;                ///< which count
-    std::array<QString, 2> defaultIds;                  ///< as last announced
+    std::array<QString, 2> defaultNames; ///< as the server names them, by flow
+    std::array<QString, 2> defaultIds;   ///< as last announced, by flow
     TrackedLevel::Ticket lastTicket = 0;
     bool hasServer = false;
 };

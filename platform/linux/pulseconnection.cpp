@@ -1,6 +1,7 @@
 #include "platform/linux/pulseconnection.h"
 
 #include "platform/linux/mainlooplock.h"
+#include "platform/linux/mainlooptimer.h"
 #include "platform/linux/servercontext.h"
 #include "platform/signalstack.h"
 

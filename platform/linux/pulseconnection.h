@@ -1,4 +1,4 @@
-// The one connection to the PulseAudio server (PipeWire's, as a rule).
+// The lasting connection to the PulseAudio server (PipeWire's, as a rule).
 #pragma once
 
 #include "platform/linux/endpointmodel.h"

@@ -2,7 +2,6 @@
 
 #include <pulse/proplist.h>
 #include <pulse/subscribe.h>
-#include <pulse/timeval.h>
 
 #include <utility>
 
@@ -35,18 +34,11 @@ void drop(pa_context *&context)
     pa_context_unref(std::exchange(context, nullptr));
 }
 
-pa_time_event *callLater(pa_mainloop_api *api, std::chrono::milliseconds delay,
-                         pa_time_event_cb_t call, void *data)
+bool drop(pa_operation *operation)
 {
-    timeval when;
-    pa_gettimeofday(&when);
-    pa_timeval_add(&when, static_cast<pa_usec_t>(delay.count()) * PA_USEC_PER_MSEC);
-    return api->time_new(api, &when, call, data);
-}
-
-void cancel(pa_mainloop_api *api, pa_time_event *&timer)
-{
-    if (timer)
-        api->time_free(std::exchange(timer, nullptr));
+    if (!operation)
+        return false;
+    pa_operation_unref(operation);
+    return true;
 }
 } // namespace pulse

@@ -3,8 +3,7 @@
 
 #include <pulse/context.h>
 #include <pulse/mainloop-api.h>
-
-#include <chrono>
+#include <pulse/operation.h>
 
 namespace pulse
 {
@@ -12,13 +11,9 @@ namespace pulse
 [[nodiscard]] pa_context *newContext(pa_mainloop_api *api);
 /// Begins to connect; false when that fails at once.
 [[nodiscard]] bool beginConnecting(pa_context *context, pa_context_notify_cb_t onState, void *data);
-/// Disconnects. No callback of the context comes after this. Leaves a null pointer, which it may
-/// find too.
-void drop(pa_context *&context);
-
-/// Once, on the loop's thread.
-[[nodiscard]] pa_time_event *callLater(pa_mainloop_api *api, std::chrono::milliseconds delay,
-                                       pa_time_event_cb_t call, void *data);
+/// Disconnects. No callback of the context comes after this, which may be called in one of them.
 /// Leaves a null pointer, which it may find too.
-void cancel(pa_mainloop_api *api, pa_time_event *&timer);
+void drop(pa_context *&context);
+/// Lets an operation go on alone. It may be null, for a request that could not be sent: false.
+bool drop(pa_operation *operation);
 } // namespace pulse

@@ -1,5 +1,6 @@
 #include "platform/linux/serverlisting.h"
 
+#include "platform/linux/servercontext.h"
 #include "platform/pipewire/endpointid.h"
 
 #include <algorithm>
@@ -12,12 +13,6 @@ namespace
 // The server's stand-in while it has no sink of its own.
 constexpr QLatin1StringView standIn{"auto_null"};
 constexpr WORD mostChannels = 8;
-
-void drop(pa_operation *operation)
-{
-    if (operation)
-        pa_operation_unref(operation);
-}
 
 bool isEndpoint(const pa_sink_info &info)
 {
@@ -53,22 +48,34 @@ Node nodeOf(const Info &info)
             .channels = std::min<WORD>(info.sample_spec.channels, mostChannels)};
 }
 
-// An empty name for a default that is no endpoint; nothing while the server, whose default has
-// vanished, has not chosen the next.
-std::optional<QString> defaultName(const pa_server_info &info, EDataFlow flow)
+// Empty for a default that is no endpoint; nothing while the server, whose default has vanished,
+// has not chosen the next.
+std::optional<QString> nameOf(const char *node)
 {
-    const QString text =
-        QString::fromUtf8(flow == eRender ? info.default_sink_name : info.default_source_name);
+    const QString text = QString::fromUtf8(node);
     if (text.startsWith(QLatin1Char('@')))
         return std::nullopt;
     const bool isNone = text == standIn || text.endsWith(QLatin1StringView(".monitor"));
     return isNone ? QString() : text;
 }
+
+DefaultNames namesIn(const pa_server_info &info)
+{
+    return {nameOf(info.default_sink_name), nameOf(info.default_source_name)};
+}
+
+// Only there a connection can lose the defaults.
+bool isPipeWire(const pa_server_info &info)
+{
+    return QByteArray(info.server_name).contains("PipeWire");
+}
 } // namespace
 
 ServerListing::ServerListing(pa_mainloop_api *api, EndpointModel &model, SessionModel &sessions)
     : model(model), sessions(sessions),
-      defaultsCheck(api, [this](const pa_server_info &info) { return serverSeen(info); })
+      witness(api, {.believed = [this] { return believedNames(); },
+                    .namesIn = &namesIn,
+                    .told = [this](const DefaultNames &names) { believe(names); }})
 {
 }
 
@@ -80,12 +87,12 @@ void ServerListing::begin(pa_context *connected, std::function<void()> whenListe
     drop(pa_context_get_sink_info_list(context, &nodeListed<pa_sink_info>, this));
     drop(pa_context_get_source_info_list(context, &nodeListed<pa_source_info>, this));
     queryServer();
-    defaultsCheck.request();
 }
 
 void ServerListing::end()
 {
-    defaultsCheck.cancel();
+    witness.end();
+    toldNames = {};
     context = nullptr;
     listed = nullptr;
     queries.clear();
@@ -103,7 +110,7 @@ void ServerListing::onEvent(pa_subscription_event_type_t event, quint32 index)
     }
     if (facility == PA_SUBSCRIPTION_EVENT_CLIENT) {
         if (type == PA_SUBSCRIPTION_EVENT_NEW)
-            defaultsCheck.clientCame(index);
+            witness.clientCame(index);
         return;
     }
     const EDataFlow flow = facility == PA_SUBSCRIPTION_EVENT_SINK ? eRender : eCapture;
@@ -178,22 +185,40 @@ void ServerListing::serverTold(const pa_server_info *info)
 {
     serverQueried = false;
     if (info) {
+        const DefaultNames names = namesIn(*info);
         for (const EDataFlow flow : {eRender, eCapture})
-            if (const std::optional<QString> name = defaultName(*info, flow))
-                model.defaultNamed(flow, *name);
+            if (names[flow])
+                toldNames[flow] = names[flow];
+        if (witness.isTelling())
+            dismissWitness();
+        else
+            believe(names);
+        if (isPipeWire(*info))
+            witness.begin();
     }
     if (std::exchange(serverAgain, false))
         queryServer();
     listFinished();
 }
 
-bool ServerListing::serverSeen(const pa_server_info &info)
+DefaultNames ServerListing::believedNames() const
 {
-    bool isDoubted = false;
+    return {model.defaultName(eRender), model.defaultName(eCapture)};
+}
+
+void ServerListing::believe(const DefaultNames &names)
+{
     for (const EDataFlow flow : {eRender, eCapture})
-        if (const std::optional<QString> name = defaultName(info, flow))
-            isDoubted |= model.defaultSeen(flow, *name);
-    return isDoubted;
+        if (names[flow])
+            model.defaultNamed(flow, *names[flow]);
+    dismissWitness();
+}
+
+// Over this connection the same is told again.
+void ServerListing::dismissWitness()
+{
+    if (toldNames == believedNames())
+        witness.dismiss();
 }
 
 void ServerListing::listFinished()

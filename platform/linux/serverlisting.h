@@ -1,7 +1,7 @@
 // Keeps the endpoint table at what the server has: lists, queries.
 #pragma once
 
-#include "platform/linux/defaultscheck.h"
+#include "platform/linux/defaultswitness.h"
 #include "platform/linux/endpointmodel.h"
 #include "platform/linux/sessionmodel.h"
 
@@ -52,7 +52,9 @@ private:
     void queryFinished(Query &query);
     void queryServer();
     void serverTold(const pa_server_info *info);
-    bool serverSeen(const pa_server_info &info);
+    [[nodiscard]] DefaultNames believedNames() const;
+    void believe(const DefaultNames &names);
+    void dismissWitness();
     void listFinished();
 
     template <typename Info>
@@ -68,6 +70,7 @@ private:
     int listsToCome = 0;
     bool serverQueried = false;
     bool serverAgain = false;
-    DefaultsCheck defaultsCheck;
+    DefaultNames toldNames; ///< over this connection, last
+    DefaultsWitness witness;
 };
 } // namespace pulse

@@ -1,20 +1,12 @@
 #include "platform/linux/sessionlisting.h"
 
 #include "platform/linux/listedstream.h"
+#include "platform/linux/servercontext.h"
 
 #include <utility>
 
 namespace pulse
 {
-namespace
-{
-void drop(pa_operation *operation)
-{
-    if (operation)
-        pa_operation_unref(operation);
-}
-} // namespace
-
 SessionListing::SessionListing(SessionModel &model) : model(model) {}
 
 void SessionListing::begin(pa_context *connected, std::function<void()> whenListed)

@@ -27,7 +27,6 @@ private slots:
     void theFormatIsThatOfTheNode();
 
     void defaultsFollowTheServer();
-    void aMissedDefaultCountsWhenItIsSeenTwice();
     void aDefaultIsAnnouncedAfterItsArrival();
     void anUnpluggedDefaultIsAnnouncedWhenItIsPlugged();
     void aVanishedDefaultIsNone();
@@ -227,46 +226,6 @@ void tst_endpointmodel::defaultsFollowTheServer()
     model->defaultNamed(eCapture, QString());
     QCOMPARE(events->take(), QStringList("default 1 "));
     QVERIFY(!model->defaultEndpoint(eCapture));
-}
-
-void tst_endpointmodel::aMissedDefaultCountsWhenItIsSeenTwice()
-{
-    model->nodeListed(node(1, "speakers"));
-    model->nodeListed(node(2, "headset"));
-    model->defaultNamed(eRender, "speakers");
-    events->take();
-    QVERIFY(!model->defaultSeen(eRender, "speakers"));
-    QVERIFY(model->defaultSeen(eRender, "headset"));
-    QVERIFY(!model->defaultSeen(eRender, "speakers"));
-    QVERIFY(model->defaultSeen(eRender, "headset"));
-    QVERIFY(model->defaultSeen(eRender, QString()));
-    QVERIFY(model->defaultSeen(eRender, "headset"));
-    QCOMPARE(events->take(), QStringList());
-    QVERIFY(!model->defaultSeen(eRender, "headset"));
-    QCOMPARE(events->take(), QStringList("default 0 " + idOf("headset")));
-    QVERIFY(!model->defaultSeen(eRender, "headset"));
-
-    model->defaultNamed(eRender, "speakers"); // told late, or told again: no news
-    QCOMPARE(events->take(), QStringList());
-    model->defaultNamed(eRender, QString());
-    QCOMPARE(events->take(), QStringList("default 0 "));
-    model->defaultNamed(eRender, "speakers");
-    QCOMPARE(events->take(), QStringList("default 0 " + speakers));
-
-    QVERIFY(model->defaultSeen(eRender, "headset"));
-    model->defaultNamed(eRender, QString()); // what was seen before the news is old
-    model->defaultNamed(eRender, "speakers");
-    events->take();
-    QVERIFY(model->defaultSeen(eRender, "headset"));
-    model->serverLost();
-    events->take();
-    model->serverFound();
-    model->nodeListed(node(1, "speakers"));
-    model->nodeListed(node(2, "headset"));
-    events->take();
-    QVERIFY(model->defaultSeen(eRender, "headset"));
-    model->defaultNamed(eRender, "speakers"); // the new server's is news
-    QCOMPARE(events->take(), QStringList("default 0 " + speakers));
 }
 
 void tst_endpointmodel::aDefaultIsAnnouncedAfterItsArrival()

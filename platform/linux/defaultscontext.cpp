@@ -26,10 +26,10 @@ DefaultsContext::~DefaultsContext()
     drop(context);
 }
 
-void DefaultsContext::connect()
+void DefaultsContext::connect(const char *server)
 {
     const auto onState = [](pa_context *, void *data) { self(data)->onState(); };
-    if (!context || !beginConnecting(context, onState, this))
+    if (!context || !beginConnecting(context, server, onState, this))
         lose();
 }
 

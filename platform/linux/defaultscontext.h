@@ -31,8 +31,8 @@ public:
     DefaultsContext(const DefaultsContext &) = delete;
     DefaultsContext &operator=(const DefaultsContext &) = delete;
 
-    /// Not in the constructor, since it may fail at once.
-    void connect();
+    /// To this server. Not in the constructor, since it may fail at once.
+    void connect(const char *server);
 
 private:
     void onState();

@@ -15,9 +15,16 @@ using namespace std::chrono_literals;
 
 // By then a client that has come has, as a rule, got what it asked for.
 constexpr std::chrono::milliseconds settlingTime = 1s;
+// What a look has been told alone, it tells within this time.
+constexpr std::chrono::milliseconds lingeringTime = 500ms;
 // Where clients come all the time, a look costs more than it helps.
 constexpr std::chrono::milliseconds longestDelay = 8s;
 constexpr int mostFailures = 3;
+
+DefaultsWitness *self(void *witness)
+{
+    return static_cast<DefaultsWitness *>(witness);
+}
 } // namespace
 
 DefaultsWitness::DefaultsWitness(pa_mainloop_api *api, Callbacks callbacks)
@@ -31,10 +38,12 @@ DefaultsWitness::~DefaultsWitness()
     end();
 }
 
-void DefaultsWitness::begin()
+void DefaultsWitness::begin(const char *name)
 {
-    if (!std::exchange(isOn, true))
-        request();
+    if (std::exchange(isOn, true))
+        return;
+    server = name;
+    request();
 }
 
 void DefaultsWitness::end()
@@ -68,26 +77,33 @@ void DefaultsWitness::request()
 {
     if (!isOn)
         return;
+    lastRequest = Clock::now();
     if (timer || looking)
         again = true;
     else
-        arm(settlingTime);
+        arm(nextDelay(), [](pa_mainloop_api *, pa_time_event *, const timeval *, void *witness) {
+            self(witness)->look();
+        });
 }
 
-void DefaultsWitness::arm(std::chrono::milliseconds wanted)
+std::chrono::milliseconds DefaultsWitness::nextDelay()
 {
-    delay = wanted;
-    timer = callLater(
-        api, delay,
-        [](pa_mainloop_api *, pa_time_event *, const timeval *, void *witness) {
-            static_cast<DefaultsWitness *>(witness)->look();
-        },
-        this);
+    const bool isSoon = Clock::now() - lastLook < longestDelay;
+    delay = isSoon ? std::clamp(2 * delay, settlingTime, longestDelay) : settlingTime;
+    return doubted ? settlingTime : delay;
+}
+
+void DefaultsWitness::arm(std::chrono::milliseconds wanted, pa_time_event_cb_t call)
+{
+    cancel(api, timer);
+    timer = callLater(api, wanted, call, this);
 }
 
 void DefaultsWitness::look()
 {
     cancel(api, timer);
+    if (Clock::now() - lastRequest >= settlingTime)
+        again = false; // whoever asked meanwhile is served by this one
     isConnected = false;
     looking = std::make_unique<DefaultsContext>(
         api, DefaultsContext::Callbacks{
@@ -96,7 +112,7 @@ void DefaultsWitness::look()
                                 const pa_server_info &info) { onTold(context, info); },
                  .lost = [this](DefaultsContext &context) { onLost(context); },
              });
-    looking->connect();
+    looking->connect(server.constData());
 }
 
 void DefaultsWitness::lookConnected(quint32 index)
@@ -112,27 +128,37 @@ void DefaultsWitness::onTold(DefaultsContext &context, const pa_server_info &inf
     const DefaultNames names = callbacks.namesIn(info);
     if (&context == kept.get())
         callbacks.told(names);
-    else if (std::ranges::all_of(names, &std::optional<QString>::has_value))
-        lookTold(names);
     else
-        lookFailed();
+        lookTold(names);
 }
 
-void DefaultsWitness::lookTold(const DefaultNames &names)
+void DefaultsWitness::lookTold(DefaultNames names)
 {
     failures = 0;
-    if (names == callbacks.believed()) {
+    const DefaultNames believed = callbacks.believed();
+    for (std::size_t flow = 0; flow < names.size(); ++flow)
+        if (!names[flow])
+            names[flow] = believed[flow];
+    if (names == believed) {
         doubted.reset();
+        linger();
     } else if (doubted != names) {
         doubted = names;
-        delay = 0ms;
         again = true;
+        finishLook();
     } else {
         doubted.reset();
         kept = std::move(looking);
         callbacks.told(names);
+        finishLook();
     }
-    finishLook();
+}
+
+void DefaultsWitness::linger()
+{
+    arm(lingeringTime, [](pa_mainloop_api *, pa_time_event *, const timeval *, void *witness) {
+        self(witness)->finishLook();
+    });
 }
 
 void DefaultsWitness::onLost(DefaultsContext &context)
@@ -155,17 +181,16 @@ void DefaultsWitness::lookFailed()
 
 void DefaultsWitness::finishLook()
 {
+    cancel(api, timer);
     looking.reset();
     cameMeanwhile.clear();
+    lastLook = Clock::now();
     if (std::exchange(again, false))
-        arm(std::clamp(2 * delay, settlingTime, longestDelay));
+        request();
 }
 
-// A server that does not tell us who we are could not tell us from the others.
 bool DefaultsWitness::isOwn(quint32 index) const
 {
-    const auto last = (looks + ownIndexes.size() - 1) % ownIndexes.size();
-    return (looks > 0 && ownIndexes[last] == PA_INVALID_INDEX) ||
-           std::ranges::find(ownIndexes, index) != ownIndexes.end();
+    return std::ranges::find(ownIndexes, index) != ownIndexes.end();
 }
 } // namespace pulse

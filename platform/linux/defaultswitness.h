@@ -3,6 +3,7 @@
 
 #include "platform/linux/defaultscontext.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <array>
@@ -22,9 +23,10 @@ using DefaultNames = std::array<std::optional<QString>, 2>;
 /// changes in them to that client alone. All that were there before know the old defaults from
 /// then on, and hear nothing when the defaults become the old ones again.
 ///
-/// A moment after a client has come, a new connection is therefore asked for the defaults. When two
-/// in a row say the same that is not believed, the second one is kept, and it tells the changes
-/// instead of the lasting connection. Runs on the main loop's thread or under its lock.
+/// A moment after a client has come, a new connection is therefore asked for the defaults. It stays
+/// for another moment, since a change may have been told to itself alone. When two in a row say the
+/// same that is not believed, the second one is kept, and it tells the changes instead of the
+/// lasting connection. Runs on the main loop's thread or under its lock.
 class DefaultsWitness
 {
 public:
@@ -42,8 +44,9 @@ public:
     DefaultsWitness(const DefaultsWitness &) = delete;
     DefaultsWitness &operator=(const DefaultsWitness &) = delete;
 
-    /// The lasting connection stands; clients count from now on. Again is no matter.
-    void begin();
+    /// The lasting connection stands, to this server; clients count from now on. Calling it again
+    /// does nothing.
+    void begin(const char *server);
     /// It is gone: so is every other.
     void end();
 
@@ -55,12 +58,16 @@ public:
     void dismiss();
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void request();
-    void arm(std::chrono::milliseconds delay);
+    [[nodiscard]] std::chrono::milliseconds nextDelay();
+    void arm(std::chrono::milliseconds delay, pa_time_event_cb_t call);
     void look();
     void lookConnected(quint32 index);
     void onTold(DefaultsContext &context, const pa_server_info &info);
-    void lookTold(const DefaultNames &names);
+    void lookTold(DefaultNames names);
+    void linger();
     void onLost(DefaultsContext &context);
     void lookFailed();
     void finishLook();
@@ -69,12 +76,15 @@ private:
     pa_mainloop_api *api;
     const Callbacks callbacks;
     bool isOn = false;
-    pa_time_event *timer = nullptr;           ///< while a look is to come
+    QByteArray server;
+    pa_time_event *timer = nullptr;           ///< while a look is to come, or to end
     std::unique_ptr<DefaultsContext> looking; ///< while a look is under way
     std::unique_ptr<DefaultsContext> kept;
     std::optional<DefaultNames> doubted; ///< by the last look
-    std::chrono::milliseconds delay{0};  ///< of the look to come or under way
-    int failures = 0;                    ///< of looks, in a row
+    std::chrono::milliseconds delay{0};  ///< grows while looks follow each other
+    Clock::time_point lastLook;          ///< its end
+    Clock::time_point lastRequest;
+    int failures = 0; ///< of looks, in a row
     bool again = false;
     bool isConnected = false;            ///< the look that is under way
     std::array<quint32, 8> ownIndexes{}; ///< clients of the last looks

@@ -86,7 +86,7 @@ void PulseConnection::connect()
     const auto onState = [](pa_context *, void *connection) {
         static_cast<PulseConnection *>(connection)->onState();
     };
-    if (!beginConnecting(context, onState, this))
+    if (!beginConnecting(context, nullptr, onState, this))
         onLost(pa_context_errno(context));
 }
 

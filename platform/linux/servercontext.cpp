@@ -16,9 +16,10 @@ pa_context *newContext(pa_mainloop_api *api)
     return context;
 }
 
-bool beginConnecting(pa_context *context, pa_context_notify_cb_t onState, void *data)
+bool beginConnecting(pa_context *context, const char *server, pa_context_notify_cb_t onState,
+                     void *data)
 {
-    if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+    if (pa_context_connect(context, server, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
         return false;
     pa_context_set_state_callback(context, onState, data);
     return true;

@@ -9,8 +9,10 @@ namespace pulse
 {
 /// A context in the program's name that is not connected yet; nothing without memory.
 [[nodiscard]] pa_context *newContext(pa_mainloop_api *api);
-/// Begins to connect; false when that fails at once.
-[[nodiscard]] bool beginConnecting(pa_context *context, pa_context_notify_cb_t onState, void *data);
+/// Begins to connect to this server, or to the one that the environment names; false when that
+/// fails at once.
+[[nodiscard]] bool beginConnecting(pa_context *context, const char *server,
+                                   pa_context_notify_cb_t onState, void *data);
 /// Disconnects. No callback of the context comes after this, which may be called in one of them.
 /// Leaves a null pointer, which it may find too.
 void drop(pa_context *&context);

@@ -64,7 +64,7 @@ DefaultNames namesIn(const pa_server_info &info)
     return {nameOf(info.default_sink_name), nameOf(info.default_source_name)};
 }
 
-// Only there a connection can lose the defaults.
+// Only there can a connection lose the defaults.
 bool isPipeWire(const pa_server_info &info)
 {
     return QByteArray(info.server_name).contains("PipeWire");
@@ -194,7 +194,7 @@ void ServerListing::serverTold(const pa_server_info *info)
         else
             believe(names);
         if (isPipeWire(*info))
-            witness.begin();
+            witness.begin(pa_context_get_server(context));
     }
     if (std::exchange(serverAgain, false))
         queryServer();
@@ -214,7 +214,7 @@ void ServerListing::believe(const DefaultNames &names)
     dismissWitness();
 }
 
-// Over this connection the same is told again.
+// No longer needed once this connection tells what is believed.
 void ServerListing::dismissWitness()
 {
     if (toldNames == believedNames())

@@ -87,7 +87,7 @@ void tst_endpointlist::cleanup()
     for (const card::CardEndpoint &endpoint : card::endpoints())
         setVisible(endpoint.id, false);
     privateserver::pactl({"set-default-sink", "speakers"});
-    QTRY_COMPARE(defaultId(eRender), speakers);
+    QTRY_COMPARE_WITH_TIMEOUT(defaultId(eRender), speakers, 30000);
     QCOMPARE(enumerator->UnregisterEndpointNotificationCallback(sink.get()), S_OK);
     sink.reset();
     enumerator.reset();

@@ -11,7 +11,6 @@ at the end: with a sanitizer the program is too slow for whole ones on a busy ma
 is 0 when all is well; what it sent and what the program used is printed.
 """
 import collections
-import os
 import pathlib
 import random
 import sys
@@ -19,7 +18,7 @@ import time
 import unittest
 
 import audio
-from program import ON_DEMAND, Client, eventually, full_name
+from program import ON_DEMAND, Client, eventually_no_more_files, full_name, open_files
 from soundcase import AMPLITUDE, SoundCase
 
 TONES = {"Aux": 300, "Chat": 500, "Gaming": 700, "Media": 1100}
@@ -30,10 +29,6 @@ CHANNELS = ("Aux", "Aux2", "Aux3", "Browser", "Chat", "Gaming", "Media", "Microp
 def resident_kib(pid):
     status = pathlib.Path(f"/proc/{pid}/status").read_text()
     return int(status.split("VmRSS:")[1].split()[0])
-
-
-def open_files(pid):
-    return len(os.listdir(f"/proc/{pid}/fd"))
 
 
 class Orders:
@@ -149,7 +144,7 @@ class LoadTest(SoundCase):
         print(f"load: {memory} KiB before, {resident_kib(pid)} KiB after; {files} descriptors "
               f"before, {open_files(pid)} after")
         self.assert_all_kinds(sent)
-        eventually(lambda: open_files(pid) <= files, what=f"{files} descriptors")
+        eventually_no_more_files(pid, files)
         self.assertLess(resident_kib(pid) - memory, self.growth * 1024)
 
     def assert_sound_flows(self):

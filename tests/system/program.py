@@ -36,6 +36,21 @@ def eventually(condition, seconds=PATIENCE, what="the condition"):
         time.sleep(0.05)
 
 
+def open_files(pid):
+    return len(os.listdir(f"/proc/{pid}/fd"))
+
+
+# Of a connection that knows the sound server's defaults; it may stay for as long as the lasting one
+# does not know them.
+PASSING_FILES = 2
+
+
+def eventually_no_more_files(pid, files):
+    """Waits until the process has no more files open than it had."""
+    eventually(lambda: open_files(pid) <= files + PASSING_FILES,
+               what=f"the return to {files} open files")
+
+
 def is_listening(port=PORT):
     with contextlib.suppress(OSError), socket.create_connection(("127.0.0.1", port), 1):
         return True

@@ -18,8 +18,8 @@ import time
 import unittest
 
 import audio
-from load import open_files, resident_kib
-from program import eventually
+from load import resident_kib
+from program import eventually, eventually_no_more_files, open_files
 from sessioncase import HERE, SessionCase
 
 MEMORY_LIMIT = 24 * 1024  # KiB; what one session leaves behind would be far more
@@ -127,7 +127,9 @@ class SessionLoadTest(SessionCase):
         self.await_done()
         self.assertEqual(self.await_right_lists(), 0)
 
-        eventually(lambda: self.usage()[:2] <= before[:2], 60, f"{self.usage()} to be {before}")
+        pid = self.program.process.pid
+        eventually_no_more_files(pid, before[0])
+        eventually(lambda: threads(pid) <= before[1], what=f"the return to {before[1]} threads")
         after = self.usage()
         print(f"\nsessionload: {self.streams} sessions on {self.sinks} endpoints, the server took "
               f"up {reached:.0f} a second; descriptors, threads and KiB before {before}, "

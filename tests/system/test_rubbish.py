@@ -8,21 +8,12 @@ import tempfile
 import time
 import unittest
 
-from program import PORT, Client, Program, eventually
+from program import PORT, Client, Program, eventually, eventually_no_more_files, open_files
 
 
 def resident_kib(pid):
     status = pathlib.Path(f"/proc/{pid}/status").read_text()
     return int(status.split("VmRSS:")[1].split()[0])
-
-
-def open_files(pid):
-    return len(list(pathlib.Path(f"/proc/{pid}/fd").iterdir()))
-
-
-def eventually_no_more(pid, files):
-    """Waits until the process has no more files open than it had."""
-    eventually(lambda: open_files(pid) <= files, 60, f"the return to {files} open files")
 
 
 def reset(stranger):
@@ -112,13 +103,13 @@ class RubbishTest(unittest.TestCase):
                         client.barrier()
 
             storm(200)
-            eventually_no_more(pid, files := open_files(pid))
+            eventually_no_more_files(pid, files := open_files(pid))
             memory = resident_kib(pid)
             start = time.monotonic()
             storm(5000)
             elapsed = time.monotonic() - start
             print(f"\n5000 connects, {5000 / elapsed:.0f} a second")
-            eventually_no_more(pid, files)
+            eventually_no_more_files(pid, files)
             self.assertLess(resident_kib(pid), memory + 4 * 1024)
             # It is still the one that events go to.
             self.assertIn("Speakers", client.outputs())
@@ -142,13 +133,13 @@ class RubbishTest(unittest.TestCase):
                         pass
 
         storm(100)
-        eventually_no_more(pid, files := open_files(pid))
+        eventually_no_more_files(pid, files := open_files(pid))
         memory = resident_kib(pid)
         start = time.monotonic()
         storm(2000)
         elapsed = time.monotonic() - start
         print(f"\n2000 clients, {2000 / elapsed:.0f} a second")
-        eventually_no_more(pid, files)
+        eventually_no_more_files(pid, files)
         self.assertLess(resident_kib(pid), memory + 4 * 1024)
         with Client() as client:
             self.assertIn("Speakers", client.outputs())
@@ -172,10 +163,10 @@ class RubbishTest(unittest.TestCase):
                         raw.recv(1)
 
         storm(100)
-        eventually_no_more(pid, files := open_files(pid))
+        eventually_no_more_files(pid, files := open_files(pid))
         memory = resident_kib(pid)
         storm(1000)
-        eventually_no_more(pid, files)
+        eventually_no_more_files(pid, files)
         self.assertLess(resident_kib(pid), memory + 4 * 1024)
         with Client() as client:
             self.assertIn("Speakers", client.outputs())

@@ -85,6 +85,7 @@ int Logger::openFile(const QString &path)
     if (file.fileName() == path)
         return 0;
     if (file.isOpen()) {
+        stream.setDevice(nullptr); // which would flush it once more, on the thread that made it
         file.flush();
         file.close();
     }
@@ -93,6 +94,8 @@ int Logger::openFile(const QString &path)
     if (!file.open(QIODevice::ReadWrite))
         return -2;
     file.resize(0);
+    stream.setDevice(&file);
+    stream.setEncoding(QStringConverter::Utf8);
     return 0;
 }
 
@@ -120,8 +123,6 @@ void Logger::logMessage(QString message)
     const QMutexLocker locker(&mutex);
     if (stopped || !file.isOpen())
         return;
-    QTextStream stream(&file);
-    stream.setEncoding(QStringConverter::Utf8);
     stream << message;
     stream.flush(); // and with it the file
 }

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QMutex>
 #include <QObject>
+#include <QTextStream>
 
 #include <memory>
 
@@ -37,6 +38,7 @@ private:
 
     std::unique_ptr<LogThread> logThread;
     bool stopped = false;
-    QMutex mutex; ///< Guards `stopped` and `file`.
+    QMutex mutex; ///< Guards `stopped`, `file` and `stream`.
     QFile file;
+    QTextStream stream; ///< On the file; kept, since making one costs more than a line.
 };

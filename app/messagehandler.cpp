@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QMetaMethod>
 #include <QMetaObject>
 #include <QMutex>
 #include <QMutexLocker>
@@ -150,8 +151,10 @@ void messageHandler(QtMsgType type, const QMessageLogContext &, const QString &m
         return;
     if (std::find(droppedTexts.begin(), droppedTexts.end(), message) != droppedTexts.end())
         return;
-    QMetaObject::invokeMethod(&logger, "logMessage", Qt::QueuedConnection,
-                              Q_ARG(QString, formLine(type, message)));
+    // Looked up by its name once, and not for every line.
+    static const QMetaMethod logMessage = Logger::staticMetaObject.method(
+        Logger::staticMetaObject.indexOfSlot("logMessage(QString)"));
+    logMessage.invoke(&logger, Qt::QueuedConnection, Q_ARG(QString, formLine(type, message)));
 }
 
 void openLogGate()

@@ -8,6 +8,7 @@
 // hide a race between two posts, but invents none. Linked into programs of the tsan preset only.
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QMetaMethod>
 #include <QMetaObject>
 #include <QMutex>
 #include <QSemaphore>
@@ -145,6 +146,14 @@ WRAP_POSTING(
      QGenericArgument a4, QGenericArgument a5, QGenericArgument a6, QGenericArgument a7,
      QGenericArgument a8, QGenericArgument a9),
     (object, member, type, result, a0, a1, a2, a3, a4, a5, a6, a7, a8, a9))
+WRAP_POSTING(
+    _ZNK11QMetaMethod6invokeEP7QObjectN2Qt14ConnectionTypeE22QGenericReturnArgument16QGenericArgumentS5_S5_S5_S5_S5_S5_S5_S5_S5_,
+    bool,
+    (const QMetaMethod *method, QObject *object, Qt::ConnectionType type,
+     QGenericReturnArgument result, QGenericArgument a0, QGenericArgument a1, QGenericArgument a2,
+     QGenericArgument a3, QGenericArgument a4, QGenericArgument a5, QGenericArgument a6,
+     QGenericArgument a7, QGenericArgument a8, QGenericArgument a9),
+    (method, object, type, result, a0, a1, a2, a3, a4, a5, a6, a7, a8, a9))
 WRAP_POSTING(_ZN6QTimer14singleShotImplEiN2Qt9TimerTypeEPK7QObjectPN9QtPrivate15QSlotObjectBaseE,
              void,
              (int ms, Qt::TimerType type, const QObject *receiver,

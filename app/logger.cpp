@@ -8,7 +8,6 @@
 #include <QMutexLocker>
 #include <QSemaphore>
 #include <QStringConverter>
-#include <QTextStream>
 #include <QThread>
 
 #include <algorithm>
@@ -85,7 +84,6 @@ int Logger::openFile(const QString &path)
     if (file.fileName() == path)
         return 0;
     if (file.isOpen()) {
-        stream.setDevice(nullptr); // which would flush it once more, on the thread that made it
         file.flush();
         file.close();
     }
@@ -123,6 +121,7 @@ void Logger::logMessage(QString message)
     const QMutexLocker locker(&mutex);
     if (stopped || !file.isOpen())
         return;
+    stream.resetStatus(); // or one line that found no room would be the last
     stream << message;
     stream.flush(); // and with it the file
 }

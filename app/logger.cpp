@@ -4,6 +4,7 @@
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QEvent>
 #include <QMutexLocker>
 #include <QSemaphore>
@@ -114,6 +115,14 @@ bool Logger::stop()
     logThread->quit();
     logThread->enterLoop();
     return logThread->wait(stopBoundMs);
+}
+
+bool Logger::finish(std::chrono::milliseconds longest)
+{
+    QMetaObject::invokeMethod(
+        this, [this] { logThread->quit(); }, Qt::QueuedConnection);
+    logThread->wait(QDeadlineTimer(longest));
+    return stop();
 }
 
 void Logger::logMessage(QString message)

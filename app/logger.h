@@ -6,10 +6,11 @@
 #include <QObject>
 #include <QTextStream>
 
+#include <chrono>
 #include <memory>
 
 /// Owns the log file and writes it on a thread of its own, so that nobody who logs waits for
-/// the disk. The public functions may be called from any thread.
+/// the disk. The public functions may be called from any thread but that one.
 class Logger : public QObject
 {
     Q_OBJECT
@@ -27,6 +28,9 @@ public:
     /// Ends the writing: lines that are still queued are lost. False when the thread could not
     /// be ended within its bound; the object must then stay, since the thread still uses it.
     [[nodiscard]] bool stop();
+    /// The same when what is queued now is written, or the time is over. A logger that was never
+    /// opened writes nothing, and uses the time up.
+    [[nodiscard]] bool finish(std::chrono::milliseconds longest);
 
 public slots:
     /// Writes one line and flushes it; invoked by its name. Runs on the log thread, whose queue

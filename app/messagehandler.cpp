@@ -2,6 +2,7 @@
 
 #include "app/logger.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -16,6 +17,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 
 namespace
@@ -30,6 +32,9 @@ bool logFileOpen = false;
 QString secondsStamp;
 qint64 stampedSecond = -1;
 
+/// As long as the end of the process may wait for lines to be written.
+constexpr std::chrono::seconds finishBound(1);
+
 constexpr qint32 logoIndex = 1;
 constexpr qint32 logoCount = 30;
 
@@ -40,6 +45,13 @@ constexpr std::array<QLatin1StringView, 4> droppedTexts{
     QLatin1StringView("Critical: WebSocket is already in CLOSING or CLOSED state."),
 };
 
+/// No line is queued after it.
+void closeLogGate()
+{
+    const QMutexLocker locker(&handlerMutex);
+    logGate.store(false, std::memory_order_relaxed);
+}
+
 /// Holds the one Logger from before main to static destruction.
 struct LoggerOwner
 {
@@ -47,10 +59,7 @@ struct LoggerOwner
 
     ~LoggerOwner()
     {
-        {
-            const QMutexLocker locker(&handlerMutex);
-            logGate.store(false, std::memory_order_relaxed);
-        }
+        closeLogGate();
         // A thread that would not end within its bound keeps what it works on: the process is
         // about to end, and taking the object away from under it would be worse.
         if (!logger->stop())
@@ -96,6 +105,15 @@ void updateCache()
     cache.setValue("Logo/index", next > logoCount ? 1 : next);
 }
 
+/// Runs when Qt's part of the application object begins to go. A thread that is delivering an event
+/// then, as the log thread does for each line, would work on what is left of that object. Lines
+/// that come later would not be delivered any more.
+void endLog()
+{
+    closeLogGate();
+    static_cast<void>(loggerOwner.logger->finish(finishBound)); // the owner's end tries once more
+}
+
 /// Opens the log once: a file that cannot be opened stays closed to the process's end.
 void openLogOnce(Logger &logger)
 {
@@ -106,6 +124,8 @@ void openLogOnce(Logger &logger)
     logFilePath = directory + "log-" + stamp + ".txt";
     // Remembered here, because asking the logger for each line would wait for its disk.
     logFileOpen = logger.openFile(logFilePath) == 0;
+    if (logFileOpen)
+        qAddPostRoutine(endLog);
     updateCache();
 }
 

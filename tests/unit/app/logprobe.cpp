@@ -14,6 +14,7 @@
 
 #include <array>
 #include <barrier>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <memory>
@@ -158,6 +159,12 @@ void logInSeveralSeconds()
     drainLog();
 }
 
+void logAFewAndLeave()
+{
+    for (int i = 0; i < 200; ++i)
+        qInfo() << "line" << i << "end";
+}
+
 void logAndLeave()
 {
     drainLog();
@@ -181,6 +188,13 @@ void logToTheEnd()
     qInfo() << "leaving";
 }
 
+/// The same, and the application object stays.
+void logToTheExit()
+{
+    logToTheEnd();
+    std::exit(0);
+}
+
 const std::map<QString, void (*)()> scenarios{
     {"levels", logLevels},
     {"forms", logForms},
@@ -189,8 +203,10 @@ const std::map<QString, void (*)()> scenarios{
     {"threads", logFromManyThreads},
     {"turns", logTurnByTurn},
     {"seconds", logInSeveralSeconds},
+    {"few", logAFewAndLeave},
     {"leave", logAndLeave},
     {"end", logToTheEnd},
+    {"exit", logToTheExit},
     {"one", [] { drainLog(); }},
     {"onlydropped", [] { qWarning("libpng warning: known incorrect sRGB profile"); }},
     {"fatal", [] { qFatal("the end"); }},

@@ -10,7 +10,9 @@
 #include <QtTest>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
+#include <thread>
 
 namespace
 {
@@ -170,6 +172,36 @@ private slots:
         // The thread is held, so the bound of the wait passes and the lines are dropped.
         QVERIFY(!logger.stop());
         go.release();
+        QVERIFY(logger.thread()->wait());
+        QCOMPARE(contents(path("log.txt")), QByteArray());
+    }
+
+    void finishingWritesWhatIsQueued()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        HeldThread held(logger);
+        QByteArray expected;
+        for (int i = 0; i < 5000; ++i) {
+            log(logger, QString::number(i) + "\r\n");
+            expected += QByteArray::number(i) + "\r\n";
+        }
+        std::thread other([&held] { held.letGo(); });
+        const bool finished = logger.finish(std::chrono::milliseconds(queueMs));
+        other.join();
+        QVERIFY(finished);
+        QCOMPARE(contents(path("log.txt")), expected);
+        QCOMPARE(logger.openFile(path("other.txt")), -1);
+    }
+
+    void finishingEndsWithItsTime()
+    {
+        Logger logger;
+        QCOMPARE(logger.openFile(path("log.txt")), 0);
+        HeldThread held(logger);
+        log(logger, "lost");
+        QVERIFY(!logger.finish(std::chrono::milliseconds(10)));
+        held.letGo();
         QVERIFY(logger.thread()->wait());
         QCOMPARE(contents(path("log.txt")), QByteArray());
     }

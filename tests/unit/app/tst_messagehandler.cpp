@@ -79,7 +79,9 @@ private slots:
     void openingIsTriedOnce();
     void linesOfAThreadStayInOrder();
     void linesOfThreadsThatTakeTurnsStayInOrder();
+    void leavingWritesWhatIsQueued();
     void leavingLosesOnlyTheTail();
+    void loggingToTheEndIsHarmless_data();
     void loggingToTheEndIsHarmless();
     void fatalMessageEndsTheProcess();
     void sharedNameBelongsToTheLaterRun();
@@ -248,6 +250,16 @@ void TestMessageHandler::linesOfThreadsThatTakeTurnsStayInOrder()
         QCOMPARE(lines[i], "Info: turn " + QByteArray::number(i));
 }
 
+void TestMessageHandler::leavingWritesWhatIsQueued()
+{
+    const PrivateHome home;
+    QCOMPARE(runProbe(home, "few"), 0);
+    const QByteArrayList lines = messages(home.log());
+    QCOMPARE(lines.size(), 200);
+    for (int i = 0; i < 200; ++i)
+        QCOMPARE(lines[i], "Info: line " + QByteArray::number(i) + " end");
+}
+
 void TestMessageHandler::leavingLosesOnlyTheTail()
 {
     const PrivateHome home;
@@ -261,11 +273,19 @@ void TestMessageHandler::leavingLosesOnlyTheTail()
         QCOMPARE(lines[i], "Info: line " + QByteArray::number(i - 1) + " end");
 }
 
+void TestMessageHandler::loggingToTheEndIsHarmless_data()
+{
+    QTest::addColumn<QString>("scenario");
+    QTest::newRow("the application object goes") << "end";
+    QTest::newRow("the application object stays") << "exit";
+}
+
 void TestMessageHandler::loggingToTheEndIsHarmless()
 {
+    QFETCH(QString, scenario);
     for (int run = 0; run < 5; ++run) {
         const PrivateHome home;
-        QCOMPARE(runProbe(home, "end"), 0);
+        QCOMPARE(runProbe(home, scenario), 0);
     }
 }
 

@@ -53,6 +53,7 @@ void DefaultsWitness::end()
     looking.reset();
     kept.reset();
     doubted.reset();
+    lastLook = {};
     failures = 0;
     again = false;
     ownIndexes.fill(PA_INVALID_INDEX);

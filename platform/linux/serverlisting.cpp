@@ -214,11 +214,14 @@ void ServerListing::believe(const DefaultNames &names)
     dismissWitness();
 }
 
-// No longer needed once this connection tells what is believed.
+// No longer needed once this connection tells what is believed. A default that it never named is
+// none.
 void ServerListing::dismissWitness()
 {
-    if (toldNames == believedNames())
-        witness.dismiss();
+    for (const EDataFlow flow : {eRender, eCapture})
+        if (toldNames[flow].value_or(QString()) != model.defaultName(flow))
+            return;
+    witness.dismiss();
 }
 
 void ServerListing::listFinished()

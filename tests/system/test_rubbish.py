@@ -102,8 +102,9 @@ class RubbishTest(unittest.TestCase):
                     if index % 100 == 99:
                         client.barrier()
 
+            files = open_files(pid)
             storm(200)
-            eventually_no_more_files(pid, files := open_files(pid))
+            eventually_no_more_files(pid, files)
             memory = resident_kib(pid)
             start = time.monotonic()
             storm(5000)
@@ -132,8 +133,9 @@ class RubbishTest(unittest.TestCase):
                     while raw.recv(65536):
                         pass
 
+        files = open_files(pid)
         storm(100)
-        eventually_no_more_files(pid, files := open_files(pid))
+        eventually_no_more_files(pid, files)
         memory = resident_kib(pid)
         start = time.monotonic()
         storm(2000)
@@ -162,8 +164,9 @@ class RubbishTest(unittest.TestCase):
                     if index % 2:
                         raw.recv(1)
 
+        files = open_files(pid)
         storm(100)
-        eventually_no_more_files(pid, files := open_files(pid))
+        eventually_no_more_files(pid, files)
         memory = resident_kib(pid)
         storm(1000)
         eventually_no_more_files(pid, files)

@@ -100,6 +100,8 @@ void tst_endpointdefaults::aChangeWhileClientsComeIsFound()
         QTRY_VERIFY(sink->events().contains("default 0 role 0 " + id));
     }
     qInfo() << missed << "not told at once";
+    if (missed == 0)
+        QSKIP("the server told every change at once");
 }
 
 // Whoever missed the change hears nothing when it is taken back.
@@ -120,6 +122,8 @@ void tst_endpointdefaults::aDefaultThatWasMissedGoesBack()
         }
     }
     qInfo() << missed << "not told at once";
+    if (missed == 0)
+        QSKIP("the server told every change at once");
 }
 
 QTEST_GUILESS_MAIN(tst_endpointdefaults)

@@ -1,7 +1,9 @@
 // The lines that the handlers of commands leave in the log: people search for their letters.
+#include "platform/simulated/calls.h"
 #include "tests/unit/app/controllersteps.h"
 
 #include <QTest>
+#include <QTimer>
 
 namespace
 {
@@ -140,6 +142,10 @@ private slots:
         lines.removeIf([](const QString &line) { return line.startsWith("Warning: "); });
         QCOMPARE(lines, QStringList({"Info: " + handler + "() :" + arguments,
                                      "Info: " + handler + "() : end"}));
+        // None of them sounds the alert.
+        for (const auto *timer : fixture.widget->findChildren<QTimer *>())
+            QVERIFY(timer->interval() != 600 || !timer->isActive());
+        QCOMPARE(simulated::countCalls("MessageBeep"), 0);
     }
 };
 

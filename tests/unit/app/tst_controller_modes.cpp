@@ -387,6 +387,7 @@ private slots:
         simulated::setVolume(fixture.renderId(tavoriBrowser), 0.3f);
         fixture.send("addOutputDevice", {{"outputDeviceName", "Browser"}});
         (void)fixture.waitForEvent("finishAddOutputDevice");
+        (void)fixture.waitForEvent("deviceActive");
         // What it took shows once Normal mode lets its main output sound.
         fixture.send("setControlMode", {{"mode", "NormalMode"}});
         fixture.send("finishSetControlMode", {{"mode", "NormalMode"}});

@@ -207,6 +207,8 @@ void TestProcess::comStopsBeforeTheWidgetGoes()
     QCOMPARE(calls.first(unregistered).count("CoUninitialize"), 3 + 1);
     const auto isStart = [](const QByteArray &call) { return call.startsWith("CoInitialize"); };
     QCOMPARE(calls.count("CoUninitialize"), std::count_if(calls.begin(), calls.end(), isStart));
+    const auto isAlert = [](const QByteArray &call) { return call.startsWith("MessageBeep"); };
+    QVERIFY(std::none_of(calls.begin(), calls.end(), isAlert));
 }
 
 void TestProcess::secondInstanceHandsOverAndLeaves()

@@ -2,6 +2,7 @@
 #include "tests/support/logcapture.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QTemporaryDir>
@@ -44,18 +45,25 @@ QString socketPath(const QString &name)
     return QDir::tempPath() + "/" + name;
 }
 
-/// What a process leaves that crashes while it listens: the name, with nobody behind it.
-bool leaveDeadSocket(const QString &path)
+/// A socket that listens there and never accepts; -1 on failure.
+int listenAt(const QString &path, int queue)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, qPrintable(path), sizeof(address.sun_path) - 1);
     const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
-    const bool bound =
-        bind(descriptor, reinterpret_cast<sockaddr *>(&address), sizeof(address)) == 0 &&
-        listen(descriptor, 1) == 0;
+    if (bind(descriptor, reinterpret_cast<sockaddr *>(&address), sizeof(address)) == 0 &&
+        listen(descriptor, queue) == 0)
+        return descriptor;
     close(descriptor);
-    return bound;
+    return -1;
+}
+
+/// What a process leaves that crashes while it listens: the name, with nobody behind it.
+bool leaveDeadSocket(const QString &path)
+{
+    const int descriptor = listenAt(path, 1);
+    return descriptor >= 0 && close(descriptor) == 0;
 }
 
 std::unique_ptr<QLocalSocket> connectTo(const QString &name)
@@ -203,6 +211,21 @@ private slots:
         QVERIFY2(!QLocalServer().listen(name), "the name does stand in the way");
 
         QCOMPARE(application().initLocalServer(name), 0);
+        QVERIFY(connectTo(name));
+    }
+
+    void instanceThatDoesNotAnswerIsWaitedForAndCleared()
+    {
+        // It listens, and the one place in its queue is taken.
+        const int silent = listenAt(socketPath(name), 0);
+        QVERIFY(silent >= 0);
+        const auto first = connectTo(name);
+        QVERIFY(first);
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(application().initLocalServer(name), 0);
+        QVERIFY2(clock.elapsed() >= 1490, qPrintable(QString::number(clock.elapsed())));
+        close(silent);
         QVERIFY(connectTo(name));
     }
 

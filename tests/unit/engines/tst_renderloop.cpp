@@ -43,6 +43,7 @@ private slots:
     void gain();
     void gainChangesBetweenPeriods();
     void clearedQueue();
+    void droppedBeforeTheFirstOpen();
     void droppedWhileClosed();
     void droppedBeforeThreadIsReady();
     void emptyBlock();
@@ -279,6 +280,15 @@ void TestRenderLoop::clearedQueue()
     player->play(pattern(1920), 48000, 2);
     stream.turn(480);
     QCOMPARE(soundOf(stream), pattern(1920));
+}
+
+void TestRenderLoop::droppedBeforeTheFirstOpen()
+{
+    player = makePlayer();
+    player->play(pattern(1920), 48000, 2);
+    stream = openPlaying(*player, endpoint);
+    stream.turn(0);
+    QVERIFY(stream.releasedBuffers().value(0).isSilent());
 }
 
 void TestRenderLoop::droppedWhileClosed()

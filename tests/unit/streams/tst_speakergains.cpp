@@ -1,5 +1,6 @@
 // The one gain that each player of a virtual speaker is given.
 #include "gainsupport.h"
+#include "streams/tavorigetspeakerdatathread.h"
 
 #include <QTest>
 
@@ -15,6 +16,7 @@ private slots:
     void anotherEndpointsLevelIsIgnored();
 
     void theAudioOutputFollowsMuteAndVolume();
+    void aVolumeWaitsForTheEndOfAMute();
     void thePersonalOutputFollowsMuteAndVolume();
     void theStreamingOutputFollowsItsTable_data();
     void theStreamingOutputFollowsItsTable();
@@ -80,6 +82,19 @@ void TestSpeakerGains::theAudioOutputFollowsMuteAndVolume()
     COMPARE_GAIN(audioGain(bench), at75);
     COMPARE_GAIN(personalGain(bench), 1.0);
     COMPARE_GAIN(streamingGainOf(bench), 1.0);
+}
+
+void TestSpeakerGains::aVolumeWaitsForTheEndOfAMute()
+{
+    const auto player = WASAPIAudioPlayer::create();
+    tavoriGetSpeakerDataThread thread;
+    thread.setAudioOutput(player);
+    COMPARE_GAIN(player->getVolume(), 1.0);
+    thread.setMute(true);
+    thread.setVolume(0.25);
+    COMPARE_GAIN(player->getVolume(), 0.0);
+    thread.setMute(false);
+    COMPARE_GAIN(player->getVolume(), 0.25);
 }
 
 void TestSpeakerGains::thePersonalOutputFollowsMuteAndVolume()

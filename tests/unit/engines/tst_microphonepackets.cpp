@@ -1,4 +1,5 @@
 // What the capture thread does with packets, and with calls that fail between them.
+#include "tests/support/threadqueue.h"
 #include "tests/unit/engines/capturetest.h"
 
 using namespace playerfixture;
@@ -52,6 +53,7 @@ void TestMicrophonePackets::packetsInOrder()
     auto stream = start();
     QVERIFY(stream);
     const QByteArray sound = pattern(1920);
+    awaitQueueOf(*capturer); // which begins with a call of its own
     CountingApplication::calls = 0;
     CountingApplication::watched = capturer.get();
     stream.queuePacket(sound.left(960));

@@ -15,7 +15,7 @@ namespace
 // The card publishes its files under one index of the driver.
 constexpr int publishedIndex = 0;
 // So long may a read of a silent speaker wait. Readers that are to end are told so (endReadWaits).
-constexpr std::chrono::seconds longestRead(1);
+constexpr std::chrono::seconds longestRead(5);
 constexpr qsizetype keptBytes = qsizetype{64} * 1024;
 
 /// What was written to the files, by suffix.

@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QMetaMethod>
-#include <QMetaObject>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QSettings>

@@ -121,7 +121,10 @@ inside() { # bare|full COMMAND...
     trap 'exit 129' HUP
     trap 'exit 130' INT
     trap 'exit 143' TERM
-    start_server "$kind" || exit 125
+    if ! start_server "$kind"; then
+        tail -v -n 20 "$PRIVATE_SERVER_DIR"/*.log >&2
+        exit 125
+    fi
     TMPDIR=$PRIVATE_SERVER_DIR/tmp "$@"
     code=$?
     exit $code

@@ -24,9 +24,11 @@ public:
     using Announce = std::function<bool(const Dump &dump, bool succeeded)>;
 
     /// Never destroyed, like the handler that it belongs to: its thread runs to the process's end.
+    /// Returns when that stands ready.
     explicit CrashAnnouncer(Announce announce) : tell(std::move(announce))
     {
         std::thread(&CrashAnnouncer::run, this).detach();
+        static_cast<void>(ready.awaitWithin(longestBeginning));
     }
     CrashAnnouncer(const CrashAnnouncer &) = delete;
     CrashAnnouncer &operator=(const CrashAnnouncer &) = delete;
@@ -50,6 +52,7 @@ private:
     {
         nameCrashAnnouncer();
         SignalStack::provide();
+        ready.signal();
         while (true) {
             request.await();
             result = tell(dump, succeeded);
@@ -58,6 +61,7 @@ private:
     }
 
     const Announce tell;
+    CrashEvent ready;
     CrashEvent request;
     CrashEvent answer;
     Dump dump{}; ///< handed over by the request, as is the next

@@ -24,5 +24,9 @@ private:
     const std::intptr_t event; ///< a file descriptor, or on Windows a handle
 };
 
+/// So long may a thread that crashes need take to begin: one that is still beginning when a thread
+/// crashes with the heap's lock never gets ready.
+inline constexpr std::chrono::milliseconds longestBeginning{2000};
+
 /// Lets whoever looks at the process know what the calling thread is for.
 void nameCrashAnnouncer();

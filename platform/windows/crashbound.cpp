@@ -7,6 +7,7 @@
 CrashBound::CrashBound(std::chrono::milliseconds longest) : longest(longest)
 {
     std::thread(&CrashBound::run, this).detach();
+    static_cast<void>(ready.awaitWithin(longestBeginning));
 }
 
 void CrashBound::begin() noexcept
@@ -21,6 +22,7 @@ void CrashBound::end() noexcept
 
 void CrashBound::run() noexcept
 {
+    ready.signal();
     while (true) {
         begun.await();
         if (!ended.awaitWithin(longest))

@@ -11,6 +11,7 @@
 class CrashBound
 {
 public:
+    /// Returns when its thread stands ready.
     explicit CrashBound(std::chrono::milliseconds longest);
     CrashBound(const CrashBound &) = delete;
     CrashBound &operator=(const CrashBound &) = delete;
@@ -24,6 +25,7 @@ private:
     [[noreturn]] void run() noexcept;
 
     const std::chrono::milliseconds longest;
+    CrashEvent ready;
     CrashEvent begun;
     CrashEvent ended;
 };

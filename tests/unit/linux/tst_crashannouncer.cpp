@@ -1,7 +1,9 @@
 // Telling of a dump from a thread that has not crashed.
 #include "platform/crashannouncer.h"
 
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QSemaphore>
 #include <QThread>
 #include <QtTest>
@@ -21,6 +23,18 @@ T &forEver()
     return *instance;
 }
 
+int announcersThreads()
+{
+    int count = 0;
+    const QDir threads(QStringLiteral("/proc/self/task"));
+    for (const QString &thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile name(threads.filePath(thread + QStringLiteral("/comm")));
+        if (name.open(QIODevice::ReadOnly) && name.readAll() == "crash-announcer\n")
+            ++count;
+    }
+    return count;
+}
+
 } // namespace
 
 class TestCrashAnnouncer : public QObject
@@ -28,6 +42,14 @@ class TestCrashAnnouncer : public QObject
     Q_OBJECT
 
 private slots:
+    // First, before other tests' announcers: whoever crashes now has it at hand.
+    void standsReadyFromTheBeginning()
+    {
+        QCOMPARE(announcersThreads(), 0);
+        new Announcer([](const char *, bool isWritten) { return isWritten; });
+        QCOMPARE(announcersThreads(), 1);
+    }
+
     void resultIsTheAnnouncements_data()
     {
         QTest::addColumn<bool>("succeeded");

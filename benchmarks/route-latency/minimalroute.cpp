@@ -11,6 +11,7 @@
 #include "platform/posix/events.h"
 #include "platform/posix/handletable.h"
 #include "platform/posix/taskmemory.h"
+#include "realtime.h"
 
 #include <QByteArray>
 #include <QCoreApplication>
@@ -19,26 +20,18 @@
 #include <QThread>
 #include <QTimer>
 
-#include <sched.h>
-
 #include <csignal>
 #include <cstdio>
 #include <utility>
 
 namespace
 {
+constexpr int priority = 40;
 constexpr int frameBytes = 4;
 constexpr qsizetype queueLimit = 11520; // 60 ms
 constexpr DWORD blockBytes = 19200;
 
 std::atomic<bool> stopping{false};
-
-/// As far as the rights allow.
-void requestRealtime()
-{
-    const sched_param parameters{.sched_priority = 40};
-    sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &parameters);
-}
 
 /// The queue between the blocks and the play thread, as long as the player's.
 class Queue : public QObject
@@ -85,7 +78,7 @@ private:
 
 void readSpeaker(HANDLE file, Queue *queue)
 {
-    requestRealtime();
+    requestRealtime(priority);
     char buffer[blockBytes];
     while (!stopping) {
         DWORD count = 0;
@@ -99,7 +92,7 @@ void readSpeaker(HANDLE file, Queue *queue)
 
 void playTarget(IAudioClient *client, IAudioRenderClient *render, HANDLE event, Queue *queue)
 {
-    requestRealtime();
+    requestRealtime(priority);
     while (!stopping && posix::waitForMultiple(1, &event, INFINITE) == WAIT_OBJECT_0) {
         UINT32 size = 0;
         UINT32 padding = 0;
@@ -151,7 +144,7 @@ int main(int argc, char **argv)
     Queue queue;
     queue.moveToThread(&worker);
     worker.start();
-    QMetaObject::invokeMethod(&queue, requestRealtime);
+    QMetaObject::invokeMethod(&queue, [] { requestRealtime(priority); });
     const std::unique_ptr<QThread> player(
         QThread::create(playTarget, client.get(), render.get(), event, &queue));
     player->start(QThread::TimeCriticalPriority);

@@ -5,13 +5,15 @@ Run it inside a server of its own (the server's quantum is forced):
 
     scripts/private-server.sh benchmarks/route-latency/route_latency.py --route build/release/minimalroute
     scripts/private-server.sh benchmarks/route-latency/route_latency.py \\
-        --program build/release/Quorvane --client build/release/quorvanectl
+        --program build/release/Quorvane --client build/release/quorvanectl \\
+        --threads build/release/barethreads
 
 An application plays noise into the Gaming speaker, and one recording of four channels hears both
 what it plays and the monitor of the endpoint: the delay between the two is exact to the frame, and
 every frame that was lost or came late is seen. Prints one line for each subject and quantum, and
 where the machine had stood still; pw-loopback stands there twice, as it comes and with real-time
-priority, as Quorvane has.
+priority, as Quorvane has. With --threads it also tells what four threads like Quorvane's take that
+only wake each other.
 """
 
 import argparse
@@ -249,6 +251,7 @@ def main():
     parser.add_argument("--route", help="a program that makes the route and says \"ready\"")
     parser.add_argument("--program", help="the built program")
     parser.add_argument("--client", help="its command-line client")
+    parser.add_argument("--threads", help="the built barethreads")
     parser.add_argument("--seconds", type=int, default=30, help="length of the track")
     parser.add_argument("--quanta", type=int, nargs="+", default=[256, 1024])
     parser.add_argument("--no-loopback", action="store_true", help="leave the comparison out")
@@ -263,6 +266,8 @@ def main():
         soundtrack.write_track(track, arguments.seconds)
         for quantum in arguments.quanta:
             run("pw-metadata", "-n", "settings", "0", "clock.force-quantum", str(quantum))
+            if arguments.threads:
+                subprocess.run([arguments.threads, str(quantum), str(arguments.seconds)], check=True)
             for subject in subjects:
                 with subject:
                     with stalls.Watch() as watch:

@@ -24,7 +24,7 @@ public:
     using Announce = std::function<bool(const Dump &dump, bool succeeded)>;
 
     /// Never destroyed, like the handler that it belongs to: its thread runs to the process's end.
-    /// Returns when that stands ready.
+    /// Returns when that stands ready, or has not got so within `longestBeginning`.
     explicit CrashAnnouncer(Announce announce) : tell(std::move(announce))
     {
         std::thread(&CrashAnnouncer::run, this).detach();

@@ -5,6 +5,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 
@@ -22,12 +23,23 @@ void CrashEvent::await() noexcept
     std::uint64_t count = 0;
     while (read(int(event), &count, sizeof(count)) < 0 && errno == EINTR) {
     }
+    // A wait that fails, for want of an event, must not spin.
+    while (event < 0)
+        pause();
 }
 
 bool CrashEvent::awaitWithin(std::chrono::milliseconds bound) noexcept
 {
+    using std::chrono::ceil, std::chrono::milliseconds, std::chrono::steady_clock;
+    const auto end = steady_clock::now() + bound;
     pollfd entry{int(event), POLLIN, 0};
-    if (poll(&entry, 1, int(bound.count())) != 1)
+    int found = -1;
+    do {
+        const auto left =
+            std::max(milliseconds::zero(), ceil<milliseconds>(end - steady_clock::now()));
+        found = poll(&entry, 1, int(left.count()));
+    } while (found < 0 && errno == EINTR);
+    if (found != 1)
         return false;
     await(); // taken, for the next time
     return true;

@@ -11,7 +11,7 @@
 class CrashBound
 {
 public:
-    /// Returns when its thread stands ready.
+    /// Returns when its thread stands ready, or has not got so within `longestBeginning`.
     explicit CrashBound(std::chrono::milliseconds longest);
     CrashBound(const CrashBound &) = delete;
     CrashBound &operator=(const CrashBound &) = delete;

@@ -46,12 +46,20 @@ public:
           handler(dumpPath, &CrashHandler::beginWriting, &CrashHandler::announce, this,
                   handlerTypes)
     {
+        awaitWriter();
     }
 
 private:
-    /// On a thread of Breakpad's, as is the next. True: the dump is to be written.
-    static bool beginWriting(void *self, EXCEPTION_POINTERS *, MDRawAssertionInfo *)
+    /// Breakpad's thread stands ready when it has refused a dump. One that was still beginning
+    /// could not go on while a crashed thread has the heap's lock, and nothing would bound that.
+    void awaitWriter() { handler.WriteMinidumpForException(nullptr); }
+
+    /// On a thread of Breakpad's, as is the next. Whether the dump is to be written: not without an
+    /// exception, which every crash has.
+    static bool beginWriting(void *self, EXCEPTION_POINTERS *exception, MDRawAssertionInfo *)
     {
+        if (!exception)
+            return false;
         static_cast<CrashHandler *>(self)->bound.begin();
         return true;
     }

@@ -5,10 +5,12 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSemaphore>
+#include <QSet>
 #include <QThread>
 #include <QtTest>
 
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <memory>
@@ -27,17 +29,45 @@ T &forEver()
     return *instance;
 }
 
-int announcersThreads()
+QByteArray contents(const QString &path)
 {
-    int count = 0;
-    const QDir threads(QStringLiteral("/proc/self/task"));
-    for (const QString &thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile name(threads.filePath(thread + QStringLiteral("/comm")));
-        if (name.open(QIODevice::ReadOnly) && name.readAll() == "crash-announcer\n")
-            ++count;
-    }
-    return count;
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
+
+/// Their folders.
+QSet<QString> announcersThreads()
+{
+    QSet<QString> found;
+    const QDir threads(QStringLiteral("/proc/self/task"));
+    for (const QString &thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        if (contents(threads.filePath(thread + "/comm")) == "crash-announcer\n")
+            found << threads.filePath(thread);
+    return found;
+}
+
+bool sleeps(const QString &thread)
+{
+    return contents(thread + "/status").contains("\nState:\tS");
+}
+
+/// No file can be opened while it lives.
+class NoDescriptors
+{
+public:
+    NoDescriptors()
+    {
+        getrlimit(RLIMIT_NOFILE, &usual);
+        const rlimit none{0, usual.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &usual); }
+    NoDescriptors(const NoDescriptors &) = delete;
+    NoDescriptors &operator=(const NoDescriptors &) = delete;
+
+private:
+    rlimit usual{};
+};
 
 } // namespace
 
@@ -49,11 +79,26 @@ private slots:
     // Whoever crashes now has it at hand. Many, since one may be quick by luck.
     void standsReadyFromTheBeginning()
     {
-        const int before = announcersThreads();
+        const auto before = announcersThreads().size();
         for (int made = 1; made <= 20; ++made) {
             new Announcer([](const char *, bool isWritten) { return isWritten; });
-            QCOMPARE(announcersThreads(), before + made);
+            QCOMPARE(announcersThreads().size(), before + made);
         }
+    }
+
+    void withoutDescriptorsItSleeps()
+    {
+        const QSet<QString> before = announcersThreads();
+        Announcer *announcer = nullptr;
+        {
+            const NoDescriptors exhausted;
+            announcer = new Announcer([](const char *, bool isWritten) { return !isWritten; });
+        }
+        QSet<QString> added;
+        QTRY_COMPARE((added = announcersThreads() - before).size(), 1);
+        QTRY_VERIFY(sleeps(*added.begin()));
+        QCOMPARE(announcer->announce("/dumps/1.dmp", true), true);
+        QVERIFY(sleeps(*added.begin()));
     }
 
     void resultIsTheAnnouncements_data()

@@ -16,12 +16,8 @@ import time
 os.environ["QUORVANE_BUILD"] = str(pathlib.Path(sys.argv[1]).resolve())
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "system"))
 
-from program import Client, Program, is_listening  # noqa: E402  (the path stands above)
-
-
-def resident_kib(pid):
-    status = pathlib.Path(f"/proc/{pid}/status").read_text()
-    return int(status.split("VmRSS:")[1].split()[0])
+from program import (Client, Program, is_listening,  # noqa: E402  (the path stands above)
+                     resident_kib)
 
 
 def wakeups(pid):

@@ -11,24 +11,19 @@ at the end: with a sanitizer the program is too slow for whole ones on a busy ma
 is 0 when all is well; what it sent and what the program used is printed.
 """
 import collections
-import pathlib
 import random
 import sys
 import time
 import unittest
 
 import audio
-from program import ON_DEMAND, Client, eventually_no_more_files, full_name, open_files
+from program import (ON_DEMAND, Client, eventually_no_more_files, full_name, open_files,
+                     resident_kib)
 from soundcase import AMPLITUDE, SoundCase
 
 TONES = {"Aux": 300, "Chat": 500, "Gaming": 700, "Media": 1100}
 MODES = ("NormalMode", "StreamerMode")
 CHANNELS = ("Aux", "Aux2", "Aux3", "Browser", "Chat", "Gaming", "Media", "Microphone", "Stream")
-
-
-def resident_kib(pid):
-    status = pathlib.Path(f"/proc/{pid}/status").read_text()
-    return int(status.split("VmRSS:")[1].split()[0])
 
 
 class Orders:

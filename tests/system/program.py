@@ -40,6 +40,11 @@ def open_files(pid):
     return len(os.listdir(f"/proc/{pid}/fd"))
 
 
+def resident_kib(pid):
+    status = pathlib.Path(f"/proc/{pid}/status").read_text()
+    return int(status.split("VmRSS:")[1].split()[0])
+
+
 # Of a connection that knows the sound server's defaults; it may stay for as long as the lasting one
 # does not know them.
 PASSING_FILES = 2

@@ -18,8 +18,7 @@ import time
 import unittest
 
 import audio
-from load import resident_kib
-from program import eventually, eventually_no_more_files, open_files
+from program import eventually, eventually_no_more_files, open_files, resident_kib
 from sessioncase import HERE, SessionCase
 
 MEMORY_LIMIT = 24 * 1024  # KiB; what one session leaves behind would be far more

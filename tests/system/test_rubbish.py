@@ -1,6 +1,5 @@
 """Whatever comes over the wire, the current client goes on and nothing grows."""
 import json
-import pathlib
 import random
 import socket
 import struct
@@ -8,12 +7,8 @@ import tempfile
 import time
 import unittest
 
-from program import PORT, Client, Program, eventually, eventually_no_more_files, open_files
-
-
-def resident_kib(pid):
-    status = pathlib.Path(f"/proc/{pid}/status").read_text()
-    return int(status.split("VmRSS:")[1].split()[0])
+from program import (PORT, Client, Program, eventually, eventually_no_more_files, open_files,
+                     resident_kib)
 
 
 def reset(stranger):

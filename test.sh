@@ -76,8 +76,9 @@ if [ ${#checks[@]} -eq 0 ]; then
     fi
 fi
 
-# What the first round under Wine has to build is built beside the checks before it: at idle
-# priority, while they wait, as most tests do.
+# What the first round under Wine has to build is built beside the checks before it: while they
+# wait, as most tests do. Its processes have idle priority; and the kernel must be told the same of
+# their session, or it may share the processors out by halves between that and this one.
 windows_setup=
 end_windows_setup() {
     # It becomes a group of its own only after a moment.
@@ -86,7 +87,8 @@ end_windows_setup() {
 if [[ "${checks[*]}" == *" wine" && ! -d $(scripts/windows/build-qt.sh --folder) ]]; then
     mkdir -p build
     step "Beginning with Qt for Windows beside what follows: build/windows-setup.log"
-    setsid chrt --idle 0 scripts/setup.sh windows >build/windows-setup.log 2>&1 &
+    setsid chrt --idle 0 bash -c '{ echo 19 >/proc/self/autogroup; } 2>/dev/null || true
+        exec scripts/setup.sh windows' >build/windows-setup.log 2>&1 &
     windows_setup=$!
     trap end_windows_setup EXIT
 fi

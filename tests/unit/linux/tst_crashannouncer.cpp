@@ -11,6 +11,7 @@
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <memory>
@@ -35,7 +36,7 @@ QByteArray contents(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// Their folders.
+/// The folders of all announcers' threads.
 QSet<QString> announcersThreads()
 {
     QSet<QString> found;
@@ -58,8 +59,10 @@ public:
     NoDescriptors()
     {
         getrlimit(RLIMIT_NOFILE, &usual);
-        const rlimit none{0, usual.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
+        const int next = ::dup(STDERR_FILENO);
+        ::close(next);
+        const rlimit full{rlim_t(next), usual.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &full);
     }
     ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &usual); }
     NoDescriptors(const NoDescriptors &) = delete;

@@ -24,8 +24,8 @@ private:
     const std::intptr_t event; ///< a file descriptor, or on Windows a handle
 };
 
-/// How long a thread that is needed in a crash is waited for when it begins. While it still does, a
-/// crash of another one that has the heap's lock would keep it from ever being ready.
+/// How long a thread of ours that is needed in a crash is waited for when it begins. While it still
+/// does, a crash of another one that has the heap's lock would keep it from ever being ready.
 inline constexpr std::chrono::milliseconds longestBeginning{2000};
 
 /// Lets whoever looks at the process know what the calling thread is for.

@@ -52,6 +52,8 @@ public:
 private:
     /// Breakpad's thread stands ready when it has refused a dump. One that was still beginning
     /// could not go on while a crashed thread has the heap's lock, and nothing would bound that.
+    /// This wait has no bound either, for Breakpad has none; and the dump of another thread that
+    /// crashes just then may get another name than the one announced.
     void awaitWriter() { handler.WriteMinidumpForException(nullptr); }
 
     /// On a thread of Breakpad's, as is the next. Whether the dump is to be written: not without an

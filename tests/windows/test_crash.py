@@ -143,8 +143,11 @@ class CrashTest(unittest.TestCase):
         self.assertEqual(self.report("announcement"), [])
 
     def test_dump_that_waits_for_the_crashed_thread_is_given_up(self):
-        # They crash as soon as they can, and at once, which keeps their other threads from the
-        # processors: each of these must stand ready all the same.
+        # The programs crash as soon as they can, all at once and on one processor, so that their
+        # other threads hardly come to run: these must stand ready all the same.
+        processors = os.sched_getaffinity(0)
+        self.addCleanup(os.sched_setaffinity, 0, processors)
+        os.sched_setaffinity(0, {min(processors)})
         with concurrent.futures.ThreadPoolExecutor(HELD_HEAPS) as at_once:
             runs = [at_once.submit(self.run_program, "crash_holding_the_heap", "main")
                     for _ in range(HELD_HEAPS)]

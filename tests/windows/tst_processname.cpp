@@ -1,6 +1,7 @@
 // The names of real processes.
 #include "handles.h"
 #include "sessions/applicationidentity.h"
+#include "tests/support/processend.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -39,7 +40,7 @@ public:
     bool end()
     {
         process.closeWriteChannel();
-        return process.state() == QProcess::NotRunning || process.waitForFinished(boundMs);
+        return hasEnded(process, boundMs);
     }
 
 private:

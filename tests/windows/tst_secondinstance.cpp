@@ -1,5 +1,6 @@
 // The hand-over of a second start to the first, over Windows' own named pipes.
 #include "app/vxapplication.h"
+#include "tests/support/processend.h"
 
 #include <QProcess>
 #include <QSignalSpy>
@@ -46,7 +47,7 @@ private slots:
         const QByteArray end = ";--instance;" + name.toUtf8() + ";zwei;drei;with space;四 😀";
         QVERIFY2(message.endsWith(end), message.constData());
         QVERIFY(message.contains("tst_secondinstance.exe;"));
-        QVERIFY(second.waitForFinished(boundMs));
+        QVERIFY(hasEnded(second, boundMs));
         QCOMPARE(second.exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.exitCode(), 1);
     }
@@ -61,7 +62,7 @@ private slots:
             QVERIFY(received.wait(boundMs));
             QCOMPARE(received.size(), i);
             QVERIFY(received.last().first().toByteArray().endsWith(";" + QByteArray::number(i)));
-            QVERIFY(second.waitForFinished(boundMs));
+            QVERIFY(hasEnded(second, boundMs));
             QCOMPARE(second.exitCode(), 1);
         }
     }
@@ -74,11 +75,11 @@ private slots:
         {
             QProcess second;
             startInstance(second, name);
-            QVERIFY(second.waitForFinished(boundMs));
+            QVERIFY(hasEnded(second, boundMs));
             QCOMPARE(second.exitCode(), 1);
         }
         first.kill();
-        QVERIFY(first.waitForFinished(boundMs));
+        QVERIFY(hasEnded(first, boundMs));
         QCOMPARE(application().initLocalServer(name), 0);
     }
 

@@ -2,6 +2,7 @@
 #include "endpointsinks.h"
 #include "platform/pipewire/card.h"
 #include "privateserver.h"
+#include "tests/support/processend.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -231,7 +232,7 @@ void tst_endpointloss::onlyTheGraphIsKilled()
     QTRY_VERIFY_WITH_TIMEOUT(sink->events().contains("state 1 " + gaming().id), 10000);
     for (QProcess *daemon : {&policy, &graph}) {
         daemon->terminate();
-        QVERIFY(daemon->waitForFinished() || daemon->state() == QProcess::NotRunning);
+        QVERIFY(hasEnded(*daemon, 30000));
     }
     privateserver::stop();
     sink->clear();

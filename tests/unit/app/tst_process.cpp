@@ -1,6 +1,7 @@
 // The program as a process: its order of starting, its two roles, its exit codes.
 #include "tests/support/portlock.h"
 #include "tests/support/privatehome.h"
+#include "tests/support/processend.h"
 
 #include <QLocalSocket>
 #include <QLocale>
@@ -47,13 +48,13 @@ public:
     /// The exit code, or -1 after a crash or when it does not end.
     [[nodiscard]] int waitForEnd()
     {
-        const bool ended =
-            process.state() == QProcess::NotRunning || process.waitForFinished(boundMs);
-        return ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        return hasEnded(process, boundMs) && process.exitStatus() == QProcess::NormalExit
+                   ? process.exitCode()
+                   : -1;
     }
     [[nodiscard]] bool crashed()
     {
-        return process.waitForFinished(boundMs) && process.exitStatus() == QProcess::CrashExit;
+        return hasEnded(process, boundMs) && process.exitStatus() == QProcess::CrashExit;
     }
     [[nodiscard]] bool isRunning() const { return process.state() == QProcess::Running; }
     void killHard() { process.kill(); }

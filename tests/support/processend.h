@@ -3,8 +3,8 @@
 
 #include <QProcess>
 
-/// Waits up to boundMs; false if it still runs then. QProcess::waitForFinished also says false of a
-/// process whose end an event loop between the two has already told.
+/// Waits up to boundMs; false if it still runs then. Of a process that an event loop has already
+/// seen end, QProcess::waitForFinished alone says false too.
 [[nodiscard]] inline bool hasEnded(QProcess &process, int boundMs)
 {
     return process.state() == QProcess::NotRunning || process.waitForFinished(boundMs);

@@ -17,8 +17,8 @@ import time
 import unittest
 
 import audio
-from program import (ON_DEMAND, Client, eventually_no_more_files, full_name, open_files,
-                     resident_kib)
+from program import (ON_DEMAND, Client, eventually, eventually_no_more_files, full_name,
+                     open_files, resident_kib)
 from soundcase import AMPLITUDE, SoundCase
 
 TONES = {"Aux": 300, "Chat": 500, "Gaming": 700, "Media": 1100}
@@ -223,12 +223,15 @@ class LoadTest(SoundCase):
         for name, info in (*self.client.outputs().items(), *self.client.inputs().items()):
             self.give_full_level(name, info)
         self.client.settle()
-        # An application that plays into the endpoint that is just made the default follows the
-        # default from then on: so the session manager, whatever endpoint the application asked for.
-        # The tones, that of the microphone among them, are elsewhere after a few such orders.
+        # An application that plays into the default endpoint follows the default from then on: so
+        # the session manager, whatever endpoint the application asked for. The tones, that of the
+        # microphone among them, are elsewhere after a few such orders. The new ones play into
+        # endpoints that are not the default, nor become it again by coming back.
         for tone in self.tones:
             tone.stop()
         self.tones.clear()
+        audio.pactl("set-default-sink", "speakers")
+        eventually(lambda: audio.pactl("get-default-sink").strip() == "speakers")
         for name, hertz in TONES.items():
             self.play(name, hertz)
             self.client.route(name, "Headset")
